@@ -1,0 +1,25 @@
+# Finds libmpg123 (decoder) and libout123 (output), which come together.
+#
+# Targets: MPG123::mpg123, MPG123::out123.
+include(FindPackageHandleStandardArgs)
+
+find_path(MPG123_INCLUDE_DIR mpg123.h)
+find_library(MPG123_LIBRARY mpg123)
+find_path(OUT123_INCLUDE_DIR out123.h)
+find_library(OUT123_LIBRARY out123)
+
+find_package_handle_standard_args(MPG123
+  REQUIRED_VARS MPG123_LIBRARY MPG123_INCLUDE_DIR OUT123_LIBRARY OUT123_INCLUDE_DIR
+  REASON_FAILURE_MESSAGE "Debian: libmpg123-dev")
+
+if(MPG123_FOUND AND NOT TARGET MPG123::mpg123)
+  add_library(MPG123::mpg123 UNKNOWN IMPORTED)
+  set_target_properties(MPG123::mpg123 PROPERTIES
+    IMPORTED_LOCATION "${MPG123_LIBRARY}"
+    INTERFACE_INCLUDE_DIRECTORIES "${MPG123_INCLUDE_DIR}")
+  add_library(MPG123::out123 UNKNOWN IMPORTED)
+  set_target_properties(MPG123::out123 PROPERTIES
+    IMPORTED_LOCATION "${OUT123_LIBRARY}"
+    INTERFACE_INCLUDE_DIRECTORIES "${OUT123_INCLUDE_DIR}")
+endif()
+mark_as_advanced(MPG123_INCLUDE_DIR MPG123_LIBRARY OUT123_INCLUDE_DIR OUT123_LIBRARY)

@@ -1,0 +1,25 @@
+/// \file
+/// \brief The engine bodies. All run on the player's thread, one at a time, nested in one another at most.
+///
+/// Each returns 0 for success or the code that it has reported, if it says nothing else.
+#pragma once
+
+#include "qz_audio/qz_audio_record.h"
+
+/// Creates the decoder and opens the default output.
+int do_open(_qz_audio* player);
+
+/// Starts the output with the loaded track's format. Returns libout123's result; reports nothing.
+int start_output(_audio_data& adata);
+
+/// Loads the current track into the decoder, opening the player first if need be.
+int do_set_audio_track(_qz_audio* player);
+
+/// Plays to the track's end, or until a task that it serves between two blocks ends it.
+int do_play(_qz_audio* player);
+
+/// Pauses a playing track. Returns 1 when the player holds an error code and pausing is refused.
+int do_pause(_qz_audio* player);
+
+/// Stops a playing or paused track. Returns 0.
+int do_stop(_qz_audio* player);

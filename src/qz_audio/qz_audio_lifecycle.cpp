@@ -1,0 +1,216 @@
+#include "qz_audio/qz_audio.h"
+#include "qz_audio/qz_audio_check.h"
+#include "qz_audio/qz_audio_diagnostics.h"
+#include "qz_audio/qz_audio_engine.h"
+#include "qz_audio/qz_audio_library.h"
+#include "qz_audio/qz_audio_notifications.h"
+#include "qz_audio/qz_audio_property.h"
+#include "qz_audio/qz_audio_property_lock.h"
+#include "qz_audio/qz_audio_record.h"
+#include "qz_audio/qz_audio_task.h"
+
+#include <array>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+
+namespace
+{
+
+constexpr const char* tag = "[qz_audio]";
+
+/// Takes back what a player's constructor has told the registry, unless it succeeds.
+class registration
+{
+public:
+    explicit registration(boost::shared_ptr<_qz_thread_service> service)
+        : service_(std::move(service))
+    {
+    }
+    ~registration()
+    {
+        if (!kept_) {
+            release_service();
+            if (counted_) {
+                qz_object_ref_decrement(tag);
+            }
+        }
+    }
+    registration(const registration&) = delete;
+    registration& operator=(const registration&) = delete;
+
+    void count()
+    {
+        qz_object_ref_increment(tag);
+        counted_ = true;
+    }
+    void release_service()
+    {
+        if (service_) {
+            qz_object_unref_real(qz_thread_service_to_object(std::exchange(service_, nullptr)));
+        }
+    }
+    void keep() { kept_ = true; }
+
+private:
+    boost::shared_ptr<_qz_thread_service> service_; ///< While the registry holds it for us.
+    bool counted_ = false;
+    bool kept_ = false;
+};
+
+/// Returns whether the player is to be taken down now: not when this has been asked before.
+bool mark_destroyed(_qz_audio& player, const std::string& file, int line)
+{
+    const std::lock_guard<std::mutex> lock(player.property_mutex);
+    boost::any destroyed;
+    if (!qz_property_get(player.property_list, "object-destroyed", destroyed)) {
+        return true;
+    }
+    try {
+        if (boost::any_cast<bool>(destroyed)) {
+            write_warning("CALLING DESTROY MULTIPLE TIMES IS NOT AN OPTION " +
+                          in_magenta(player.type_tag()) + "-" + file + ":" + std::to_string(line));
+            player.describe();
+            return false;
+        }
+    } catch (const boost::bad_any_cast& exception) {
+        write_error("bad cast destroy any: " __FILE__ ":" + std::to_string(__LINE__) + " - " +
+                    exception.what());
+        return false;
+    }
+    qz_property_set<bool>(player.property_list, "object-destroyed", true);
+    return true;
+}
+
+/// Clears the callbacks. What they captured is let go after the lock.
+void clear_callbacks(_qz_audio& player)
+{
+    using status_callback = std::function<void(qz_audio_ptr, qz_audio_status)>;
+    using code_callback = std::function<void(qz_audio_ptr, int)>;
+
+    std::array<boost::any, 3> cleared;
+    const qz_property_guard lock(player, __FILE__, __LINE__);
+    property_list& list = player.property_list;
+    QZ_AUDIO_CHECK_AS("on_status_changed", "qz_property_set<std::function<void(qz_audio_ptr,qz_audio_status)>>(property_list,\"on_status_changed\",nullptr)",
+                      qz_property_replace<status_callback>(list, "on_status_changed", nullptr, cleared[0]));
+    QZ_AUDIO_CHECK_AS("on_error", "qz_property_set<std::function<void(qz_audio_ptr,int)>>(property_list,\"on_error\",nullptr)",
+                      qz_property_replace<code_callback>(list, "on_error", nullptr, cleared[1]));
+    QZ_AUDIO_CHECK_AS("on_volume_change", "qz_property_set<std::function<void(qz_audio_ptr,int)>>(property_list,\"on_volume_change\",nullptr)",
+                      qz_property_replace<code_callback>(list, "on_volume_change", nullptr, cleared[2]));
+}
+
+/// Last step, system service: the registry lets the player go.
+void release_player(const qz_audio_ptr& self)
+{
+    if (self->is_reffed()) {
+        qz_object_unref_real(self);
+    }
+}
+
+/// Once the player's thread has stopped: the rest is the system service's.
+void post_release_player(_qz_audio* player)
+{
+    const qz_audio_ptr self = handle_of(player);
+    qz_system_service_exec([self] { release_player(self); }, __FILE__, __LINE__);
+}
+
+/// System service, once playback has stopped: releases decoder and output, says so, forgets the
+/// callbacks and stops the player's thread.
+void take_down(_qz_audio* player, const qz_audio_ptr& ptr)
+{
+    _audio_data* const adata = get_audio_data(player);
+    const qz_audio_status before = std::exchange(adata->status, qz_audio_status_none);
+    release_handles(adata->mh, adata->ao);
+    if (before != qz_audio_status_none) {
+        change_status(handle_of(player), qz_audio_status_none);
+    }
+    clear_callbacks(*player);
+    qz_thread_service_stop(player->thread_service,
+                           [ptr, player](boost::shared_ptr<_qz_thread_service>) {
+                               post_release_player(player);
+                           });
+}
+
+} // namespace
+
+qz_audio_ptr qz_audio_new()
+{
+    qz_audio_ptr player(new _qz_audio);
+    qz_object_ref(player);
+    keep_library_loaded();
+    return player;
+}
+
+_qz_audio::_qz_audio()
+    : thread_service(qz_thread_service_new("audio")), volume_interval_id(0), play_generation(0),
+      closed(false)
+{
+    registration registry(thread_service);
+    registry.count();
+    registry.release_service();
+    auto record = std::make_unique<_audio_data>();
+    _audio_data* const adata = record.get();
+    QZ_AUDIO_CHECK("audio_data", qz_property_init<_audio_data*>(property_list,"audio_data",adata));
+    QZ_AUDIO_CHECK("audio_track", qz_property_init<std::string>(property_list,"audio_track",""));
+    QZ_AUDIO_CHECK("error_str", qz_property_init<std::string>(property_list,"error_str",""));
+    QZ_AUDIO_CHECK("status", qz_property_init<qz_audio_status>(property_list,"status",qz_audio_status::qz_audio_status_none));
+    QZ_AUDIO_CHECK("audio_volume", qz_property_init<int>(property_list,"audio_volume",100));
+    QZ_AUDIO_CHECK("volume_increment_timeout", qz_property_init<int>(property_list,"volume_increment_timeout",500));
+    QZ_AUDIO_CHECK("volume_decrement_timeout", qz_property_init<int>(property_list,"volume_decrement_timeout",500));
+    QZ_AUDIO_CHECK("repeat", qz_property_init<bool>(property_list,"repeat",false));
+    QZ_AUDIO_CHECK("volume_increment_step", qz_property_init<int>(property_list,"volume_increment_step",10));
+    QZ_AUDIO_CHECK("volume_decrement_step", qz_property_init<int>(property_list,"volume_decrement_step",10));
+    QZ_AUDIO_CHECK("on_error", qz_property_init<std::function<void(qz_audio_ptr,int)>>(property_list,"on_error",nullptr));
+    QZ_AUDIO_CHECK("on_volume_change", qz_property_init<std::function<void(qz_audio_ptr,int)>>(property_list,"on_volume_change",nullptr));
+    QZ_AUDIO_CHECK("on_status_changed", qz_property_init<std::function<void(qz_audio_ptr,qz_audio_status)>>(property_list,"on_status_changed",nullptr));
+    record.release(); // the property's now
+    registry.keep();
+}
+
+_qz_audio::~_qz_audio()
+{
+    _audio_data* const adata = get_audio_data(this);
+    {
+        const qz_property_guard lock(*this, __FILE__, __LINE__);
+        if (adata != nullptr) {
+            std::free(std::exchange(adata->buffer, nullptr));
+            if (adata->mh != nullptr || adata->ao != nullptr) {
+                release_handles(adata->mh, adata->ao);
+            }
+            delete adata;
+            QZ_AUDIO_CHECK("audio_data", qz_property_set<_audio_data*>(property_list,"audio_data",nullptr));
+        }
+    }
+    qz_object_ref_decrement(tag);
+}
+
+boost::shared_ptr<_qz_object> _qz_audio::shared_object()
+{
+    return handle_of(this);
+}
+
+std::string _qz_audio::type_tag()
+{
+    return tag;
+}
+
+void _qz_audio::destroy(std::string file, int line)
+{
+    if (!mark_destroyed(*this, file, line)) {
+        return;
+    }
+    const qz_audio_ptr self = handle_of(this);
+    const std::function<void(qz_audio_ptr)> completion = [self, this](qz_audio_ptr ptr) {
+        take_down(this, ptr);
+    };
+    qz_thread_service_exec(
+        thread_service,
+        [self, completion, this] {
+            unless_closed(this, [this] { do_stop(this); });
+            closed = true;
+            hand_over(this, completion);
+        },
+        __FILE__, __LINE__);
+}

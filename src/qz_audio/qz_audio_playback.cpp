@@ -1,0 +1,263 @@
+#include "qz_audio/qz_audio_check.h"
+#include "qz_audio/qz_audio_diagnostics.h"
+#include "qz_audio/qz_audio_engine.h"
+#include "qz_audio/qz_audio_notifications.h"
+#include "qz_audio/qz_audio_task.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <utility>
+
+namespace
+{
+
+/// How an entry into the play task has ended.
+struct outcome {
+    int code;
+    bool stop; ///< The track is still playing and has to be stopped.
+};
+
+/// One entry into the play task. Tasks that it serves between two blocks may enter again.
+class play_entry
+{
+public:
+    explicit play_entry(_qz_audio* player)
+        : player_(player), adata_(get_audio_data(player)), mine_(++player->play_generation)
+    {
+        adata_->in_play = true;
+    }
+    ~play_entry() { adata_->in_play = false; }
+    play_entry(const play_entry&) = delete;
+    play_entry& operator=(const play_entry&) = delete;
+
+    outcome play();
+
+private:
+    enum class next { read, wind_up, leave };
+
+    int open_and_load();
+    int restart_output();
+    void prepare_block();
+    void apply_volume();
+    next decode();
+    int read_block();
+    void announce_playing();
+    void serve_tasks();
+    next decide();
+    next rewind();
+    outcome wind_up();
+
+    bool has_status(qz_audio_status status) const { return adata_->status == status; }
+    bool is_superseded() const { return player_->play_generation != mine_; }
+
+    _qz_audio* const player_;
+    _audio_data* const adata_;
+    const unsigned long mine_;
+};
+
+outcome play_entry::play()
+{
+    if (const int error = open_and_load(); error != 0) {
+        return {error, false};
+    }
+    if (const int error = restart_output(); error != 0) {
+        return {error, false};
+    }
+    if (!has_status(qz_audio_status_loaded) && !has_status(qz_audio_status_paused)) {
+        return {0, false};
+    }
+    prepare_block();
+    apply_volume();
+    // Leaving keeps the block: a newer entry may be using it, and the destructor frees it.
+    return decode() == next::wind_up ? wind_up() : outcome{0, false};
+}
+
+int play_entry::open_and_load()
+{
+    if (!has_status(qz_audio_status_none)) {
+        return 0;
+    }
+    if (const int error = do_open(player_); error != 0) {
+        return error;
+    }
+    return has_status(qz_audio_status_opened) ? do_set_audio_track(player_) : 0;
+}
+
+int play_entry::restart_output()
+{
+    if (!has_status(qz_audio_status_loaded) && !has_status(qz_audio_status_stopped)) {
+        return 0;
+    }
+    if (start_output(*adata_) != 0) {
+        adata_->error = out123_errcode(adata_->ao);
+        adata_->status = qz_audio_status_none;
+        change_status(handle_of(player_), qz_audio_status_none);
+        call_on_error(handle_of(player_), adata_->error);
+        release_handles(adata_->mh, adata_->ao);
+        return adata_->error;
+    }
+    if (has_status(qz_audio_status_stopped)) {
+        adata_->status = qz_audio_status_loaded;
+        change_status(handle_of(player_), qz_audio_status_loaded);
+    }
+    return 0;
+}
+
+void play_entry::prepare_block()
+{
+    std::free(std::exchange(adata_->buffer, nullptr));
+    adata_->buffer_size = mpg123_outblock(adata_->mh);
+    adata_->buffer = static_cast<unsigned char*>(std::malloc(adata_->buffer_size));
+}
+
+void play_entry::apply_volume()
+{
+    if (adata_->volume != 0) {
+        adata_->error = mpg123_volume(adata_->mh, adata_->volume / 100.0);
+    } else {
+        mpg123_volume(adata_->mh, 0.0);
+    }
+    if (adata_->error != 0) {
+        write_diagnostic("volume error: " + std::to_string(adata_->error) + " " +
+                         mpg123_strerror(adata_->mh));
+    }
+}
+
+play_entry::next play_entry::decode()
+{
+    bool first = true;
+    for (;;) {
+        const int result = read_block();
+        if (result != MPG123_OK && result != MPG123_DONE && result != MPG123_NEED_MORE) {
+            call_on_error(handle_of(player_), result);
+            return is_superseded() ? next::leave : next::wind_up;
+        }
+        if (std::exchange(first, false)) {
+            announce_playing();
+        }
+        serve_tasks();
+        if (player_->closed || is_superseded()) {
+            return next::leave;
+        }
+        if (const next step = decide(); step != next::read) {
+            return step;
+        }
+    }
+}
+
+int play_entry::read_block()
+{
+    const int result =
+        mpg123_read(adata_->mh, adata_->buffer, adata_->buffer_size, &adata_->done);
+    adata_->error = result;
+    out123_play(adata_->ao, adata_->buffer, adata_->done);
+    return result;
+}
+
+void play_entry::announce_playing()
+{
+    adata_->status = qz_audio_status_playing;
+    change_status(handle_of(player_), qz_audio_status_playing);
+}
+
+void play_entry::serve_tasks()
+{
+    int ran = 0;
+    do {
+        ran = qz_thread_service_run_one_only(player_->thread_service);
+        if (player_->closed) {
+            return; // the record is no longer this thread's
+        }
+    } while (ran >= 1 && has_status(qz_audio_status_playing));
+}
+
+play_entry::next play_entry::decide()
+{
+    if (adata_->done != 0 && adata_->error == 0) {
+        return has_status(qz_audio_status_playing) ? next::read : next::wind_up;
+    }
+    if (adata_->error != MPG123_DONE || !adata_->repeat) {
+        return next::wind_up;
+    }
+    return has_status(qz_audio_status_playing) ? rewind() : next::read;
+}
+
+play_entry::next play_entry::rewind()
+{
+    adata_->error = static_cast<int>(mpg123_seek(adata_->mh, 0, SEEK_SET));
+    if (is_superseded()) {
+        return next::leave;
+    }
+    return adata_->error == 0 ? next::read : next::wind_up;
+}
+
+outcome play_entry::wind_up()
+{
+    std::free(std::exchange(adata_->buffer, nullptr));
+    if (adata_->error != 0 && adata_->error != MPG123_DONE) {
+        call_on_error(handle_of(player_), adata_->error);
+    }
+    return {0, has_status(qz_audio_status_playing)};
+}
+
+/// Drops what the device buffers and goes back to the track's start.
+void drop_and_rewind(_audio_data& adata)
+{
+    out123_drop(adata.ao);
+    out123_stop(adata.ao);
+    // A failed second open leaves no decoder behind, and seeking without one crashes.
+    if (adata.mh != nullptr) {
+        mpg123_seek(adata.mh, 0, SEEK_SET);
+    }
+}
+
+} // namespace
+
+int do_play(_qz_audio* player)
+{
+    const outcome ended = play_entry(player).play();
+    return ended.stop ? do_stop(player) : ended.code;
+}
+
+int do_pause(_qz_audio* player)
+{
+    _audio_data* const adata = get_audio_data(player);
+    if (adata->status != qz_audio_status_playing) {
+        return 0;
+    }
+    if (adata->error != 0) {
+        return 1;
+    }
+    QZ_AUDIO_CHECK("ao data is null", adata->ao != nullptr);
+    out123_pause(adata->ao);
+    adata->status = qz_audio_status_paused;
+    change_status(handle_of(player), qz_audio_status_paused);
+    return 0;
+}
+
+int do_stop(_qz_audio* player)
+{
+    _audio_data* const adata = get_audio_data(player);
+    switch (adata->status) {
+    case qz_audio_status_none:
+    case qz_audio_status_opened:
+    case qz_audio_status_loaded:
+    case qz_audio_status_stopped:
+        return 0;
+    case qz_audio_status_playing:
+        if (adata->ao != nullptr && adata->mh != nullptr) {
+            drop_and_rewind(*adata);
+        }
+        break;
+    case qz_audio_status_paused:
+        if (adata->error != 0 && adata->error != MPG123_DONE) {
+            drop_and_rewind(*adata);
+        }
+        break;
+    }
+    adata->error = 0;
+    adata->status = qz_audio_status_stopped;
+    change_status(handle_of(player), qz_audio_status_stopped);
+    return 0;
+}

@@ -1,0 +1,69 @@
+/// \file
+/// \brief Typed access to an object's properties.
+///
+/// A property keeps the type with which it was made. None of these takes a lock: the caller holds the
+/// object's `property_mutex` or its property lock, unless nobody else can see the object. Each may
+/// throw `std::bad_alloc`, and has changed nothing then.
+#pragma once
+
+#include "system/qz_system.h"
+
+#include <boost/any.hpp>
+
+#include <string>
+#include <typeinfo>
+#include <utility>
+
+/// Creates the property `key` with `value` and returns true; returns false, and changes nothing, when
+/// there is one of that name, whatever its type.
+template <typename T>
+bool qz_property_init(property_list& list, std::string key, T value)
+{
+    if (list.find(key) != list.end()) {
+        return false;
+    }
+    list.emplace(std::move(key), boost::any(std::move(value)));
+    return true;
+}
+
+/// Replaces the value of the property `key` and hands the old one out in `replaced`; returns false, and
+/// changes nothing, when there is no property of that name and type. A caller that holds the lock lets
+/// `replaced` outlive it where the old value's destructor is foreign code.
+template <typename T>
+bool qz_property_replace(property_list& list, std::string key, T value, boost::any& replaced)
+{
+    const auto property = list.find(key);
+    if (property == list.end() || property->second.type() != typeid(T)) {
+        return false;
+    }
+    boost::any wrapped(std::move(value));
+    property->second.swap(wrapped);
+    replaced.swap(wrapped);
+    return true;
+}
+
+/// Replaces the value of the property `key` and returns true; returns false, and changes nothing, when
+/// there is no property of that name and type. Never creates one.
+template <typename T>
+bool qz_property_set(property_list& list, std::string key, T value)
+{
+    boost::any replaced;
+    return qz_property_replace<T>(list, std::move(key), std::move(value), replaced);
+}
+
+/// Copies the value of the property `key` into `*out` and returns true; returns false, and leaves
+/// `*out` as it was, when there is no property of that name and type.
+template <typename T>
+bool qz_property_get_extract(property_list& list, std::string key, T* out)
+{
+    boost::any value;
+    if (!qz_property_get(list, std::move(key), value)) {
+        return false;
+    }
+    try {
+        *out = boost::any_cast<T&&>(std::move(value));
+        return true;
+    } catch (const boost::bad_any_cast&) {
+        return false;
+    }
+}

@@ -1,0 +1,84 @@
+#include "qz_audio/qz_audio_engine.h"
+#include "qz_audio/qz_audio_notifications.h"
+#include "qz_audio/qz_audio_task.h"
+
+#include <string>
+
+namespace
+{
+
+constexpr long mpeg_rates[] = {8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000};
+
+/// Lets the decoder give the next track in its own format, after an earlier one has pinned it.
+void lift_pin(_audio_data& adata)
+{
+    for (const long rate : mpeg_rates) {
+        mpg123_format(adata.mh, rate, MPG123_MONO | MPG123_STEREO, MPG123_ENC_ANY);
+    }
+}
+
+/// Holds the decoder to the track's own format.
+void pin_format(_audio_data& adata)
+{
+    mpg123_format_none(adata.mh);
+    mpg123_format(adata.mh, adata.rate, adata.channels, adata.encoding);
+    adata.pinned = true;
+}
+
+/// The file cannot be opened: the handles are kept. A running play loop reports the error itself.
+int refuse_file(_qz_audio* player, _audio_data& adata)
+{
+    adata.error = mpg123_errcode(adata.mh);
+    if (adata.status == qz_audio_status_playing) {
+        adata.status = qz_audio_status_opened;
+        change_status(handle_of(player), qz_audio_status_opened);
+    } else {
+        call_on_error(handle_of(player), adata.error);
+    }
+    return adata.error;
+}
+
+/// The track or the output fails: back to nothing open, with the record's error reported.
+void fall_back_to_none(_qz_audio* player, _audio_data& adata)
+{
+    release_handles(adata.mh, adata.ao);
+    adata.status = qz_audio_status_none;
+    change_status(handle_of(player), qz_audio_status_none);
+    call_on_error(handle_of(player), adata.error);
+}
+
+} // namespace
+
+int do_set_audio_track(_qz_audio* player)
+{
+    _audio_data* const adata = get_audio_data(player);
+    if (adata->status == qz_audio_status_none) {
+        const int result = do_open(player);
+        if (result != 0) {
+            return result;
+        }
+    }
+    const std::string path = player->get_current_track();
+    if (mpg123_open(adata->mh, path.c_str()) != 0) {
+        return refuse_file(player, *adata);
+    }
+    if (adata->pinned) {
+        lift_pin(*adata);
+    }
+    if (mpg123_getformat(adata->mh, &adata->rate, &adata->channels, &adata->encoding) != 0) {
+        adata->error = mpg123_errcode(adata->mh);
+        fall_back_to_none(player, *adata);
+        return adata->error;
+    }
+    pin_format(*adata);
+    if (start_output(*adata) != 0) {
+        // The output's code goes to the caller only; what is reported is the error from before.
+        const int code = out123_errcode(adata->ao);
+        fall_back_to_none(player, *adata);
+        return code;
+    }
+    out123_pause(adata->ao);
+    adata->status = qz_audio_status_loaded;
+    change_status(handle_of(player), qz_audio_status_loaded);
+    return 0;
+}

@@ -1,0 +1,177 @@
+#include "qz_audio/qz_audio_check.h"
+#include "qz_audio/qz_audio_notifications.h"
+#include "qz_audio/qz_audio_property.h"
+#include "qz_audio/qz_audio_property_lock.h"
+#include "qz_audio/qz_audio_record.h"
+#include "qz_audio/qz_audio_task.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <mutex>
+
+namespace
+{
+
+enum class direction { up, down };
+
+/// What a fade reads once, when it starts.
+struct fade_settings {
+    int timeout; ///< Milliseconds between two ticks.
+    int step;    ///< Percentage points per tick.
+};
+
+fade_settings increment_settings(property_list& property_list)
+{
+    int volume_increment_timeout = 0;
+    int volume_increment_step = 0;
+    QZ_AUDIO_CHECK("volume_increment_timeout", qz_property_get_extract<int> (property_list,"volume_increment_timeout",&volume_increment_timeout));
+    QZ_AUDIO_CHECK("volume_increment_step", qz_property_get_extract<int> (property_list,"volume_increment_step",&volume_increment_step));
+    return {volume_increment_timeout, volume_increment_step};
+}
+
+fade_settings decrement_settings(property_list& property_list)
+{
+    int volume_decrement_timeout = 0;
+    int volume_decrement_step = 0;
+    QZ_AUDIO_CHECK("volume_decrement_timeout", qz_property_get_extract<int> (property_list,"volume_decrement_timeout",&volume_decrement_timeout));
+    QZ_AUDIO_CHECK("volume_decrement_step", qz_property_get_extract<int> (property_list,"volume_decrement_step",&volume_decrement_step));
+    return {volume_decrement_timeout, volume_decrement_step};
+}
+
+/// Returns the next volume on the way to `target`: the last step is cut there, and a step that is too
+/// large for an `int` is held to it.
+int next_volume(direction way, int volume, int step, int target)
+{
+    const std::int64_t next = way == direction::up
+                                  ? std::min<std::int64_t>(std::int64_t{volume} + step, target)
+                                  : std::max<std::int64_t>(std::int64_t{volume} - step, target);
+    return static_cast<int>(std::clamp<std::int64_t>(next, std::numeric_limits<int>::min(),
+                                                     std::numeric_limits<int>::max()));
+}
+
+bool has_reached(direction way, int volume, int target)
+{
+    return way == direction::up ? target <= volume : target >= volume;
+}
+
+/// While nothing plays, a fade up leaves the decoder to the next play; a fade down never does.
+bool reaches_decoder(direction way, const _audio_data& adata)
+{
+    return adata.mh != nullptr && (way == direction::down || adata.in_play);
+}
+
+/// Player's thread: one step of a fade. Returns whether the fade goes on.
+bool fade(_qz_audio* player, direction way, int target, int step)
+{
+    _audio_data* const adata = get_audio_data(player);
+    {
+        const qz_property_guard lock(*player, __FILE__, __LINE__);
+        if (adata->error != 0 || has_reached(way, adata->volume, target)) {
+            return false;
+        }
+        const int next = next_volume(way, adata->volume, step, target);
+        if (reaches_decoder(way, *adata)) {
+            adata->error = mpg123_volume(adata->mh, next / 100.0);
+        }
+        if (adata->error == 0) {
+            adata->volume = next;
+        }
+    }
+    if (adata->error != 0) {
+        call_on_error(handle_of(player), adata->error);
+        return false;
+    }
+    call_on_volume_change(handle_of(player), adata->volume);
+    return true;
+}
+
+/// Player's thread: replaces a running fade by one towards `target`, if that lies on the way.
+void start_fade(_qz_audio* player, direction way, int target)
+{
+    _audio_data* const adata = get_audio_data(player);
+    const std::lock_guard<std::mutex> lock(player->property_mutex);
+    if (adata->error != 0) {
+        return;
+    }
+    // A fade up to the current volume goes on, and so replaces a running fade; a fade down does not.
+    if (way == direction::up ? adata->volume > target : target >= adata->volume) {
+        return;
+    }
+    if (player->volume_interval_id != 0) {
+        qz_thread_service_clear_interval(player->thread_service, player->volume_interval_id);
+        player->volume_interval_id = 0;
+    }
+    const fade_settings settings = way == direction::up ? increment_settings(player->property_list)
+                                                        : decrement_settings(player->property_list);
+    const qz_audio_ptr self = handle_of(player);
+    const auto tick = [self, target, step = settings.step, player, way] {
+        bool goes_on = false;
+        unless_closed(player, [&] { goes_on = fade(player, way, target, step); });
+        return goes_on;
+    };
+    // Sign-extended: a negative timeout is a period that never comes.
+    const auto period = static_cast<unsigned long>(settings.timeout);
+    player->volume_interval_id = qz_thread_service_set_interval(player->thread_service, tick,
+                                                                period, __FILE__, __LINE__);
+}
+
+/// Player's thread: applies `volume` to the decoder, if there is one, and records and reports it.
+void apply_volume(_qz_audio* player, int volume)
+{
+    _audio_data* const adata = get_audio_data(player);
+    if (adata->error != 0) {
+        return;
+    }
+    if (adata->mh != nullptr) {
+        adata->error = mpg123_volume(adata->mh, volume / 100.0);
+        if (adata->error != 0) {
+            call_on_error(handle_of(player), adata->error);
+            return;
+        }
+    }
+    adata->volume = volume;
+    call_on_volume_change(handle_of(player), volume);
+}
+
+} // namespace
+
+void _qz_audio::set_volume(int volume)
+{
+    const qz_audio_ptr self = handle_of(this);
+    qz_thread_service_exec(
+        thread_service,
+        [self, volume, this] {
+            unless_closed(this, [volume, this] { apply_volume(this, volume); });
+        },
+        __FILE__, __LINE__);
+}
+
+bool _qz_audio::volume_increment_timeout_start(int target)
+{
+    if (target <= 0) {
+        return false;
+    }
+    const int held = std::min(target, 100);
+    const qz_audio_ptr self = handle_of(this);
+    qz_thread_service_exec(
+        thread_service,
+        [self, held, this] {
+            unless_closed(this, [held, this] { start_fade(this, direction::up, held); });
+        },
+        __FILE__, __LINE__);
+    return true;
+}
+
+bool _qz_audio::volume_decrement_timeout_start(int target)
+{
+    const int held = std::clamp(target, 0, 100);
+    const qz_audio_ptr self = handle_of(this);
+    qz_thread_service_exec(
+        thread_service,
+        [self, held, this] {
+            unless_closed(this, [held, this] { start_fade(this, direction::down, held); });
+        },
+        __FILE__, __LINE__);
+    return true;
+}
