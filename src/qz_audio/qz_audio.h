@@ -136,12 +136,12 @@ public:
     /// The player's own thread.
     boost::shared_ptr<_qz_thread_service> thread_service;
     /// The fade's interval; 0 when there is none, or the id of one that has ended.
-    unsigned long volume_interval_id;
+    unsigned long volume_interval_id = 0;
     /// Counts the entries into the play task, so that a running one detects a newer one.
-    unsigned long play_generation;
+    unsigned long play_generation = 0;
     /// True once destruction's stop has run: from then on the player's thread leaves the record alone.
     /// Touched on the player's thread only.
-    bool closed;
+    bool closed = false;
 };
 
 // ---------------------------------------------------------------------------------------------------

@@ -93,12 +93,18 @@ void clear_callbacks(_qz_audio& player)
     std::array<boost::any, 3> cleared;
     const qz_property_guard lock(player, __FILE__, __LINE__);
     property_list& list = player.property_list;
-    QZ_AUDIO_CHECK_AS("on_status_changed", "qz_property_set<std::function<void(qz_audio_ptr,qz_audio_status)>>(property_list,\"on_status_changed\",nullptr)",
-                      qz_property_replace<status_callback>(list, "on_status_changed", nullptr, cleared[0]));
-    QZ_AUDIO_CHECK_AS("on_error", "qz_property_set<std::function<void(qz_audio_ptr,int)>>(property_list,\"on_error\",nullptr)",
-                      qz_property_replace<code_callback>(list, "on_error", nullptr, cleared[1]));
-    QZ_AUDIO_CHECK_AS("on_volume_change", "qz_property_set<std::function<void(qz_audio_ptr,int)>>(property_list,\"on_volume_change\",nullptr)",
-                      qz_property_replace<code_callback>(list, "on_volume_change", nullptr, cleared[2]));
+    QZ_AUDIO_CHECK_AS(
+        "on_status_changed",
+        R"(qz_property_set<std::function<void(qz_audio_ptr,qz_audio_status)>>(property_list,"on_status_changed",nullptr))",
+        qz_property_replace<status_callback>(list, "on_status_changed", nullptr, cleared[0]));
+    QZ_AUDIO_CHECK_AS(
+        "on_error",
+        R"(qz_property_set<std::function<void(qz_audio_ptr,int)>>(property_list,"on_error",nullptr))",
+        qz_property_replace<code_callback>(list, "on_error", nullptr, cleared[1]));
+    QZ_AUDIO_CHECK_AS(
+        "on_volume_change",
+        R"(qz_property_set<std::function<void(qz_audio_ptr,int)>>(property_list,"on_volume_change",nullptr))",
+        qz_property_replace<code_callback>(list, "on_volume_change", nullptr, cleared[2]));
 }
 
 /// Last step, system service: the registry lets the player go.
@@ -127,10 +133,9 @@ void take_down(_qz_audio* player, const qz_audio_ptr& ptr)
         change_status(handle_of(player), qz_audio_status_none);
     }
     clear_callbacks(*player);
-    qz_thread_service_stop(player->thread_service,
-                           [ptr, player](boost::shared_ptr<_qz_thread_service>) {
-                               post_release_player(player);
-                           });
+    qz_thread_service_stop(
+        player->thread_service,
+        [ptr, player](boost::shared_ptr<_qz_thread_service>) { post_release_player(player); });
 }
 
 } // namespace
@@ -143,9 +148,7 @@ qz_audio_ptr qz_audio_new()
     return player;
 }
 
-_qz_audio::_qz_audio()
-    : thread_service(qz_thread_service_new("audio")), volume_interval_id(0), play_generation(0),
-      closed(false)
+_qz_audio::_qz_audio() : thread_service(qz_thread_service_new("audio"))
 {
     registration registry(thread_service);
     registry.count();
@@ -165,7 +168,7 @@ _qz_audio::_qz_audio()
     QZ_AUDIO_CHECK("on_error", qz_property_init<std::function<void(qz_audio_ptr,int)>>(property_list,"on_error",nullptr));
     QZ_AUDIO_CHECK("on_volume_change", qz_property_init<std::function<void(qz_audio_ptr,int)>>(property_list,"on_volume_change",nullptr));
     QZ_AUDIO_CHECK("on_status_changed", qz_property_init<std::function<void(qz_audio_ptr,qz_audio_status)>>(property_list,"on_status_changed",nullptr));
-    record.release(); // the property's now
+    static_cast<void>(record.release()); // the property's now
     registry.keep();
 }
 

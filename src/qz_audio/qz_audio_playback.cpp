@@ -48,8 +48,8 @@ private:
     next rewind();
     outcome wind_up();
 
-    bool has_status(qz_audio_status status) const { return adata_->status == status; }
-    bool is_superseded() const { return player_->play_generation != mine_; }
+    [[nodiscard]] bool has_status(qz_audio_status status) const { return adata_->status == status; }
+    [[nodiscard]] bool is_superseded() const { return player_->play_generation != mine_; }
 
     _qz_audio* const player_;
     _audio_data* const adata_;
@@ -148,8 +148,7 @@ play_entry::next play_entry::decode()
 
 int play_entry::read_block()
 {
-    const int result =
-        mpg123_read(adata_->mh, adata_->buffer, adata_->buffer_size, &adata_->done);
+    const int result = mpg123_read(adata_->mh, adata_->buffer, adata_->buffer_size, &adata_->done);
     adata_->error = result;
     out123_play(adata_->ao, adata_->buffer, adata_->done);
     return result;

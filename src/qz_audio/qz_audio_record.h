@@ -19,17 +19,17 @@ class _audio_data
 public:
     virtual ~_audio_data() = default;
 
-    mpg123_handle* mh = nullptr; ///< The decoder.
-    out123_handle* ao = nullptr; ///< The output.
-    int volume = 100;            ///< In percent.
-    int error = 0;               ///< Last code of libmpg123 or libout123, or 7; 0 is none.
-    bool repeat = false;         ///< Play the track again when it ends.
-    int channels = 0;            ///< Of the loaded track.
-    int encoding = 0;            ///< Of the loaded track, as libmpg123 names it.
-    long rate = 0;               ///< Of the loaded track, in Hz.
-    int framesize = 0;           ///< Bytes per frame of samples.
-    std::size_t buffer_size = 0; ///< Bytes of the block.
-    std::size_t done = 0;        ///< Bytes that the last read put into the block.
+    mpg123_handle* mh = nullptr;     ///< The decoder.
+    out123_handle* ao = nullptr;     ///< The output.
+    int volume = 100;                ///< In percent.
+    int error = 0;                   ///< Last code of libmpg123 or libout123, or 7; 0 is none.
+    bool repeat = false;             ///< Play the track again when it ends.
+    int channels = 0;                ///< Of the loaded track.
+    int encoding = 0;                ///< Of the loaded track, as libmpg123 names it.
+    long rate = 0;                   ///< Of the loaded track, in Hz.
+    int framesize = 0;               ///< Bytes per frame of samples.
+    std::size_t buffer_size = 0;     ///< Bytes of the block.
+    std::size_t done = 0;            ///< Bytes that the last read put into the block.
     unsigned char* buffer = nullptr; ///< The block of decoded samples, by `malloc`.
     const char* device = nullptr;    ///< Default device.
     const char* driver = nullptr;    ///< Default driver.

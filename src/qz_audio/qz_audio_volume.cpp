@@ -112,8 +112,8 @@ void start_fade(_qz_audio* player, direction way, int target)
     };
     // Sign-extended: a negative timeout is a period that never comes.
     const auto period = static_cast<unsigned long>(settings.timeout);
-    player->volume_interval_id = qz_thread_service_set_interval(player->thread_service, tick,
-                                                                period, __FILE__, __LINE__);
+    player->volume_interval_id =
+        qz_thread_service_set_interval(player->thread_service, tick, period, __FILE__, __LINE__);
 }
 
 /// Player's thread: applies `volume` to the decoder, if there is one, and records and reports it.

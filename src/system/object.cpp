@@ -6,7 +6,7 @@
 
 #include <sstream>
 
-_qz_object::_qz_object() : property_list{{"object-destroyed", false}}, registry_(nullptr) {}
+_qz_object::_qz_object() : property_list{{"object-destroyed", false}} {}
 
 _qz_object::~_qz_object() = default;
 
@@ -24,7 +24,8 @@ void _qz_object::describe()
     write_line(line.str());
 }
 
-bool _qz_object::is_reffed()
+// Not const: the platform's interface has no const members.
+bool _qz_object::is_reffed() // NOLINT(readability-make-member-function-const)
 {
     return qz_object_registry::instance().holds(*this);
 }

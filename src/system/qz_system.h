@@ -85,7 +85,7 @@ private:
     friend class qz_object_registry;
     class registry_state;
 
-    registry_state* registry_;
+    registry_state* registry_ = nullptr;
 };
 
 /// A thread with a queue of tasks and a set of interval timers; opaque.

@@ -222,9 +222,9 @@ void task_queue::go_to_sleep(jobs& current, clock::time_point start)
 {
     interval& timer = *current.front().timer;
     timer.due = due_after(start, timer.period);
-    const auto later =
-        std::find_if(sleeping_.begin(), sleeping_.end(),
-                     [&timer](const job& other) { return other.timer->due > timer.due; });
+    const auto later = std::find_if(sleeping_.begin(), sleeping_.end(), [&timer](const job& other) {
+        return other.timer->due > timer.due;
+    });
     sleeping_.splice(later, current, current.begin());
     timer.home = &sleeping_;
     note_state();

@@ -59,10 +59,11 @@ private:
 
     struct interval {
         tick beat;
-        unsigned long id;
-        clock::duration period;
+        unsigned long id = 0;
+        clock::duration period{};
         clock::time_point due;
-        jobs* home; ///< The list that holds the job: sleeping_, waiting_, or none while the tick runs.
+        jobs* home =
+            nullptr; ///< The list that holds the job: sleeping_, waiting_, or none while the tick runs.
     };
 
     bool wait_for_job(jobs& next);

@@ -29,7 +29,7 @@ public:
     thread_attributes(const thread_attributes&) = delete;
     thread_attributes& operator=(const thread_attributes&) = delete;
 
-    const pthread_attr_t* get() const { return &attributes_; }
+    [[nodiscard]] const pthread_attr_t* get() const { return &attributes_; }
 
     static void check(int error)
     {
@@ -58,7 +58,7 @@ void start_worker(const std::string& name, std::shared_ptr<task_queue> queue)
     auto owned = std::make_unique<std::shared_ptr<task_queue>>(std::move(queue));
     pthread_t thread{};
     thread_attributes::check(pthread_create(&thread, attributes.get(), work_off, owned.get()));
-    owned.release(); // the thread's now
+    static_cast<void>(owned.release()); // the thread's now
     // The thread lives until its queue is stopped, which nobody can do before this returns.
     pthread_setname_np(thread, name.substr(0, longest_name).c_str());
 }
