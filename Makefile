@@ -1,0 +1,73 @@
+# A thin front of the CMake presets (CMakePresets.json): `make help` lists what there is.
+
+JOBS ?= $(shell nproc)
+TRACK ?= $(firstword $(wildcard samples/*.mp3))
+
+SOURCES = $(shell git ls-files '*.cpp' '*.h')
+setup = tools/setup/install-packages.sh
+build = cmake --preset $(1) && cmake --build --preset $(1) -j $(JOBS)
+
+.PHONY: help
+help: ## Lists the targets
+	@grep -E '^[a-z-]+:.*##' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/\1\t\2/' | expand -t 16
+
+.PHONY: build
+build: ## Builds the libraries and qz_play into build/
+	@$(setup) build
+	$(call build,default)
+
+.PHONY: play
+play: build ## Plays TRACK, or the sample; into a WAV file where there is no sound device
+	@tools/setup/play.sh "$(TRACK)"
+
+.PHONY: test
+test: ## Builds and runs all tests
+	@$(setup) build test
+	$(call build,test)
+	ctest --preset test
+
+.PHONY: asan
+asan: ## Runs the tests under AddressSanitizer, LeakSanitizer and UndefinedBehaviorSanitizer
+	@$(setup) build test
+	$(call build,asan)
+	ctest --preset asan
+
+.PHONY: tsan
+tsan: ## Runs the tests under ThreadSanitizer
+	@$(setup) build test
+	$(call build,tsan)
+	ctest --preset tsan
+
+.PHONY: coverage
+coverage: ## Prints the coverage of src/ by the tests
+	@$(setup) build test check
+	$(call build,coverage)
+	ctest --preset coverage
+	gcovr --root . --filter src/ --object-directory build-coverage --exclude-throw-branches --print-summary --txt build-coverage/coverage.txt --fail-under-line 98
+	@cat build-coverage/coverage.txt
+
+.PHONY: format
+format: ## Formats the sources
+	@$(setup) check
+	clang-format -i $(SOURCES)
+
+.PHONY: format-check
+format-check: ## Checks the format of the sources
+	@$(setup) check
+	clang-format --dry-run -Werror $(SOURCES)
+
+.PHONY: tidy
+tidy: ## Builds with clang and checks the sources with clang-tidy
+	@$(setup) build test check
+	$(call build,clang)
+	git ls-files '*.cpp' | xargs -n 1 -P $(JOBS) clang-tidy -p build-clang --quiet
+
+.PHONY: bench
+bench: ## Builds and runs the benchmarks
+	@$(setup) build bench
+	$(call build,bench)
+	build-bench/bin/qz_bench
+
+.PHONY: clean
+clean: ## Removes what was built
+	rm -rf build build-*

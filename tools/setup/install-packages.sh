@@ -1,0 +1,54 @@
+#!/bin/sh
+# Installs the Debian packages that a purpose needs and that are missing.
+#
+# usage: install-packages.sh PURPOSE...   with PURPOSE one of build, test, check, bench
+#
+# Installs as root or through sudo; without either it prints the one line to run, and fails.
+set -eu
+
+build="g++ make cmake libboost-dev libmpg123-dev mpg123 libcli11-dev"
+test="libgtest-dev libgmock-dev lame sox pulseaudio pulseaudio-utils binutils procps"
+check="clang clang-format clang-tidy gcovr valgrind"
+bench="libbenchmark-dev"
+
+packages=""
+for purpose in "$@"; do
+    case "$purpose" in
+    build) packages="$packages $build" ;;
+    test) packages="$packages $test" ;;
+    check) packages="$packages $check" ;;
+    bench) packages="$packages $bench" ;;
+    *)
+        echo "install-packages.sh: no such purpose: $purpose" >&2
+        exit 1
+        ;;
+    esac
+done
+
+if ! command -v dpkg-query >/dev/null; then
+    echo "This is no Debian: please see to the equivalents of:$packages" >&2
+    exit 0
+fi
+
+missing=""
+for package in $packages; do
+    status=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
+    [ "$status" = installed ] || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+
+if [ "$(id -u)" -eq 0 ]; then
+    as_root=""
+elif command -v sudo >/dev/null; then
+    as_root="sudo"
+else
+    echo "Packages are missing. As root, run:" >&2
+    echo "apt-get update && apt-get install -y --no-install-recommends$missing" >&2
+    exit 1
+fi
+
+echo "Installing:$missing"
+$as_root apt-get update -qq
+# The list is meant to be split.
+# shellcheck disable=SC2086
+$as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing
