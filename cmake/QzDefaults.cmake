@@ -52,7 +52,9 @@ function(qz_add_shared_library name version_script)
     LINK_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${version_script}")
   target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
   target_link_options(${name} PRIVATE
-    "LINKER:--version-script=${CMAKE_CURRENT_SOURCE_DIR}/${version_script}"
-    $<$<NOT:$<BOOL:${QZ_SANITIZE}>>:LINKER:--no-undefined>)
+    "LINKER:--version-script=${CMAKE_CURRENT_SOURCE_DIR}/${version_script}")
+  if(NOT QZ_SANITIZE) # whose run-time library only the program links
+    target_link_options(${name} PRIVATE LINKER:--no-undefined)
+  endif()
   target_link_libraries(${name} PRIVATE qz_warnings)
 endfunction()

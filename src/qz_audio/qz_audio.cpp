@@ -3,7 +3,7 @@
 #include "qz_audio/qz_audio_check.h"
 #include "qz_audio/qz_audio_diagnostics.h"
 #include "qz_audio/qz_audio_property.h"
-#include "qz_audio/qz_audio_property_lock.h"
+#include "qz_audio/qz_audio_property_guard.h"
 
 #include <string>
 #include <utility>

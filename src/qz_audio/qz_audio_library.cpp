@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <mutex>
-#include <new>
 #include <string>
 #include <utility>
 
@@ -24,38 +23,33 @@ public:
     decoder_library& operator=(const decoder_library&) = delete;
 };
 
-/// The output-module path, from the library's load to its unload, or for ever once `keep` was called.
-class module_path
+// What the threads of players may still read while the process ends: nothing here is ever destroyed,
+// but for the path where no player was made.
+std::string* bin_path = nullptr;
+std::mutex bin_path_mutex;
+std::atomic<bool> player_was_made{false};
+
+/// Makes the output-module path at load and, if no player was made, destroys it at unload.
+class bin_path_owner
 {
 public:
-    module_path() { new (&path_) std::string("./bin/"); }
-    ~module_path()
+    bin_path_owner() { bin_path = new std::string("./bin/"); }
+    ~bin_path_owner()
     {
-        if (!kept_) {
-            path_.~basic_string();
+        if (!player_was_made) {
+            delete bin_path;
         }
     }
-    module_path(const module_path&) = delete;
-    module_path& operator=(const module_path&) = delete;
-
-    void keep() { kept_ = true; }
-    std::string& get() { return path_; }
-
-private:
-    union {
-        std::string path_;
-    };
-    std::atomic<bool> kept_{false};
+    bin_path_owner(const bin_path_owner&) = delete;
+    bin_path_owner& operator=(const bin_path_owner&) = delete;
 };
 
-// Constructed in this order, at load, and destroyed in the opposite one.
+// Made in this order at load, and destroyed in the opposite one.
 const decoder_library decoder;
-module_path bin_path;
-
-std::mutex bin_path_mutex;
+const bin_path_owner path_owner;
 
 /// Forbids the dynamic linker to unmap the library that holds `address`.
-bool pin_library_of(void* address)
+bool pin_library_of(const void* address)
 {
     Dl_info library{};
     if (dladdr(address, &library) == 0) {
@@ -74,8 +68,8 @@ bool pin_library_of(void* address)
 void keep_library_loaded()
 {
     static std::atomic<bool> pinned{false};
+    player_was_made = true;
     if (!pinned) {
-        bin_path.keep();
         pinned = pin_library_of(&bin_path);
     }
 }
@@ -83,11 +77,11 @@ void keep_library_loaded()
 void qz_audio_set_bin_path(std::string path)
 {
     const std::lock_guard<std::mutex> lock(bin_path_mutex);
-    bin_path.get() = std::move(path);
+    *bin_path = std::move(path);
 }
 
 std::string qz_audio_get_bin_path()
 {
     const std::lock_guard<std::mutex> lock(bin_path_mutex);
-    return bin_path.get();
+    return *bin_path;
 }

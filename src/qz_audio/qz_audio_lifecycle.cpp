@@ -5,7 +5,7 @@
 #include "qz_audio/qz_audio_library.h"
 #include "qz_audio/qz_audio_notifications.h"
 #include "qz_audio/qz_audio_property.h"
-#include "qz_audio/qz_audio_property_lock.h"
+#include "qz_audio/qz_audio_property_guard.h"
 #include "qz_audio/qz_audio_record.h"
 #include "qz_audio/qz_audio_task.h"
 
@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -22,14 +23,14 @@ namespace
 constexpr const char* tag = "[qz_audio]";
 
 /// Takes back what a player's constructor has told the registry, unless it succeeds.
-class registration
+class registry_rollback
 {
 public:
-    explicit registration(boost::shared_ptr<_qz_thread_service> service)
+    explicit registry_rollback(boost::shared_ptr<_qz_thread_service> service)
         : service_(std::move(service))
     {
     }
-    ~registration()
+    ~registry_rollback()
     {
         if (!kept_) {
             release_service();
@@ -38,8 +39,8 @@ public:
             }
         }
     }
-    registration(const registration&) = delete;
-    registration& operator=(const registration&) = delete;
+    registry_rollback(const registry_rollback&) = delete;
+    registry_rollback& operator=(const registry_rollback&) = delete;
 
     void count()
     {
@@ -49,7 +50,8 @@ public:
     void release_service()
     {
         if (service_) {
-            qz_object_unref_real(qz_thread_service_to_object(std::exchange(service_, nullptr)));
+            qz_object_unref_real(qz_thread_service_to_object(service_));
+            service_.reset();
         }
     }
     void keep() { kept_ = true; }
@@ -68,15 +70,16 @@ bool mark_destroyed(_qz_audio& player, const std::string& file, int line)
     if (!qz_property_get(player.property_list, "object-destroyed", destroyed)) {
         return true;
     }
+    int check = 0;
     try {
-        if (boost::any_cast<bool>(destroyed)) {
+        if (check = __LINE__; boost::any_cast<bool>(destroyed)) {
             write_warning("CALLING DESTROY MULTIPLE TIMES IS NOT AN OPTION " +
                           in_magenta(player.type_tag()) + "-" + file + ":" + std::to_string(line));
             player.describe();
             return false;
         }
     } catch (const boost::bad_any_cast& exception) {
-        write_error("bad cast destroy any: " __FILE__ ":" + std::to_string(__LINE__) + " - " +
+        write_error("bad cast destroy any: " __FILE__ ":" + std::to_string(check) + " - " +
                     exception.what());
         return false;
     }
@@ -118,8 +121,8 @@ void release_player(const qz_audio_ptr& self)
 /// Once the player's thread has stopped: the rest is the system service's.
 void post_release_player(_qz_audio* player)
 {
-    const qz_audio_ptr self = handle_of(player);
-    qz_system_service_exec([self] { release_player(self); }, __FILE__, __LINE__);
+    qz_audio_ptr self = handle_of(player);
+    qz_system_service_exec([self = std::move(self)] { release_player(self); }, __FILE__, __LINE__);
 }
 
 /// System service, once playback has stopped: releases decoder and output, says so, forgets the
@@ -138,6 +141,47 @@ void take_down(_qz_audio* player, const qz_audio_ptr& ptr)
         [ptr, player](boost::shared_ptr<_qz_thread_service>) { post_release_player(player); });
 }
 
+/// Player's thread: closes the player for this thread and hands the rest to the system service.
+void close(_qz_audio* player, const std::function<void(qz_audio_ptr)>& completion)
+{
+    player->closed = true;
+    hand_over(player, completion);
+}
+
+/// Player's thread, the last thing that it does with the player's record. A stop that fails for lack of
+/// memory does not hold the end up.
+void stop_and_close(_qz_audio* player, const std::function<void(qz_audio_ptr)>& completion)
+{
+    try {
+        unless_closed(player, do_stop);
+    } catch (...) {
+        close(player, completion);
+        throw;
+    }
+    close(player, completion);
+}
+
+void post_last_stop(_qz_audio* player)
+{
+    qz_audio_ptr self = handle_of(player);
+    std::function<void(qz_audio_ptr)> completion = [self, player](qz_audio_ptr ptr) {
+        take_down(player, ptr);
+    };
+    qz_thread_service_exec(
+        player->thread_service,
+        [self = std::move(self), completion = std::move(completion), player] {
+            stop_and_close(player, completion);
+        },
+        __FILE__, __LINE__);
+}
+
+/// Lets a destroy that ran out of memory be asked again.
+void unmark_destroyed(_qz_audio& player)
+{
+    const std::lock_guard<std::mutex> lock(player.property_mutex);
+    qz_property_set<bool>(player.property_list, "object-destroyed", false);
+}
+
 } // namespace
 
 qz_audio_ptr qz_audio_new()
@@ -150,7 +194,7 @@ qz_audio_ptr qz_audio_new()
 
 _qz_audio::_qz_audio() : thread_service(qz_thread_service_new("audio"))
 {
-    registration registry(thread_service);
+    registry_rollback registry(thread_service);
     registry.count();
     registry.release_service();
     auto record = std::make_unique<_audio_data>();
@@ -204,16 +248,10 @@ void _qz_audio::destroy(std::string file, int line)
     if (!mark_destroyed(*this, file, line)) {
         return;
     }
-    const qz_audio_ptr self = handle_of(this);
-    const std::function<void(qz_audio_ptr)> completion = [self, this](qz_audio_ptr ptr) {
-        take_down(this, ptr);
-    };
-    qz_thread_service_exec(
-        thread_service,
-        [self, completion, this] {
-            unless_closed(this, [this] { do_stop(this); });
-            closed = true;
-            hand_over(this, completion);
-        },
-        __FILE__, __LINE__);
+    try {
+        post_last_stop(this);
+    } catch (const std::bad_alloc&) {
+        unmark_destroyed(*this);
+        throw;
+    }
 }

@@ -18,7 +18,8 @@ struct outcome {
     bool stop; ///< The track is still playing and has to be stopped.
 };
 
-/// One entry into the play task. Tasks that it serves between two blocks may enter again.
+/// One entry into the play task. Tasks that its loop serves between two blocks may enter again: then
+/// the loop goes on for the newer entry, so that the stack does not grow with the entries.
 class play_entry
 {
 public:
@@ -40,10 +41,12 @@ private:
     int restart_output();
     void prepare_block();
     void apply_volume();
+    outcome loop();
+    bool takes_over();
     next decode();
     int read_block();
     void announce_playing();
-    void serve_tasks();
+    bool serve_tasks();
     next decide();
     next rewind();
     outcome wind_up();
@@ -53,7 +56,20 @@ private:
 
     _qz_audio* const player_;
     _audio_data* const adata_;
-    const unsigned long mine_;
+    unsigned long mine_;
+};
+
+/// Sets a flag for a scope.
+class flag_scope
+{
+public:
+    explicit flag_scope(bool& flag) : flag_(flag) { flag_ = true; }
+    ~flag_scope() { flag_ = false; }
+    flag_scope(const flag_scope&) = delete;
+    flag_scope& operator=(const flag_scope&) = delete;
+
+private:
+    bool& flag_;
 };
 
 outcome play_entry::play()
@@ -69,8 +85,33 @@ outcome play_entry::play()
     }
     prepare_block();
     apply_volume();
-    // Leaving keeps the block: a newer entry may be using it, and the destructor frees it.
-    return decode() == next::wind_up ? wind_up() : outcome{0, false};
+    if (adata_->looping) {
+        adata_->entered_again = true;
+        return {0, false};
+    }
+    return loop();
+}
+
+outcome play_entry::loop()
+{
+    const flag_scope looping(adata_->looping);
+    next step = next::leave;
+    do {
+        step = decode();
+    } while (step == next::leave && takes_over());
+    // Leaving keeps the block: the destructor frees it, or the next entry.
+    return step == next::wind_up ? wind_up() : outcome{0, false};
+}
+
+/// Returns whether the loop that is being left goes on for a newer entry.
+bool play_entry::takes_over()
+{
+    if (player_->closed || !std::exchange(adata_->entered_again, false)) {
+        return false;
+    }
+    mine_ = player_->play_generation;
+    adata_->in_play = true;
+    return true;
 }
 
 int play_entry::open_and_load()
@@ -136,8 +177,7 @@ play_entry::next play_entry::decode()
         if (std::exchange(first, false)) {
             announce_playing();
         }
-        serve_tasks();
-        if (player_->closed || is_superseded()) {
+        if (!serve_tasks()) {
             return next::leave;
         }
         if (const next step = decide(); step != next::read) {
@@ -160,15 +200,17 @@ void play_entry::announce_playing()
     change_status(handle_of(player_), qz_audio_status_playing);
 }
 
-void play_entry::serve_tasks()
+/// Runs what waits for the player's thread. Returns whether this entry goes on.
+bool play_entry::serve_tasks()
 {
     int ran = 0;
     do {
         ran = qz_thread_service_run_one_only(player_->thread_service);
         if (player_->closed) {
-            return; // the record is no longer this thread's
+            return false; // the record is no longer this thread's
         }
     } while (ran >= 1 && has_status(qz_audio_status_playing));
+    return !is_superseded();
 }
 
 play_entry::next play_entry::decide()

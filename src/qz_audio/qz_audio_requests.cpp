@@ -1,7 +1,7 @@
 #include "qz_audio/qz_audio_check.h"
 #include "qz_audio/qz_audio_engine.h"
 #include "qz_audio/qz_audio_property.h"
-#include "qz_audio/qz_audio_property_lock.h"
+#include "qz_audio/qz_audio_property_guard.h"
 #include "qz_audio/qz_audio_task.h"
 
 #include <mutex>
@@ -20,63 +20,37 @@ void store_track(_qz_audio& player, const std::string& file_path)
 
 } // namespace
 
-void hand_over(_qz_audio* player, const std::function<void(qz_audio_ptr)>& cb)
-{
-    if (!cb) {
-        return;
-    }
-    const qz_audio_ptr self = handle_of(player);
-    qz_system_service_exec([cb, self, player] { cb(handle_of(player)); }, __FILE__, __LINE__);
-}
-
-// Each request hands the player's thread one task, whose closure holds a handle, the call's arguments
-// and the player.
-
 void _qz_audio::open()
 {
-    const qz_audio_ptr self = handle_of(this);
-    qz_thread_service_exec(
-        thread_service, [self, this] { unless_closed(this, [this] { do_open(this); }); }, __FILE__,
-        __LINE__);
+    post(this, do_open, __FILE__, __LINE__);
 }
 
 void _qz_audio::set_audio_track(std::string file_path)
 {
-    const qz_audio_ptr self = handle_of(this);
-    qz_thread_service_exec(
-        thread_service,
-        [self, file_path = std::move(file_path), this] {
-            unless_closed(this, [&file_path, this] {
-                store_track(*this, file_path);
-                do_set_audio_track(this);
-            });
-        },
-        __FILE__, __LINE__);
+    const auto load = [file_path = std::move(file_path)](_qz_audio* player) {
+        store_track(*player, file_path);
+        do_set_audio_track(player);
+    };
+    post(this, load, __FILE__, __LINE__);
 }
 
 void _qz_audio::play()
 {
-    const qz_audio_ptr self = handle_of(this);
-    qz_thread_service_exec(
-        thread_service, [self, this] { unless_closed(this, [this] { do_play(this); }); }, __FILE__,
-        __LINE__);
+    post(this, do_play, __FILE__, __LINE__);
 }
 
 void _qz_audio::pause()
 {
-    const qz_audio_ptr self = handle_of(this);
-    qz_thread_service_exec(
-        thread_service, [self, this] { unless_closed(this, [this] { do_pause(this); }); }, __FILE__,
-        __LINE__);
+    post(this, do_pause, __FILE__, __LINE__);
 }
 
 void _qz_audio::stop(std::function<void(qz_audio_ptr)> cb)
 {
-    const qz_audio_ptr self = handle_of(this);
+    qz_audio_ptr self = handle_of(this);
     qz_thread_service_exec(
         thread_service,
-        [self, cb = std::move(cb), this] {
-            unless_closed(this, [this] { do_stop(this); });
+        [self = std::move(self), cb = std::move(cb), this] {
+            unless_closed(this, do_stop);
             hand_over(this, cb);
         },
         __FILE__, __LINE__);
@@ -84,11 +58,8 @@ void _qz_audio::stop(std::function<void(qz_audio_ptr)> cb)
 
 bool _qz_audio::set_repeat(bool b)
 {
-    const qz_audio_ptr self = handle_of(this);
-    qz_thread_service_exec(
-        thread_service,
-        [self, b, this] { unless_closed(this, [b, this] { get_audio_data(this)->repeat = b; }); },
-        __FILE__, __LINE__);
+    post(
+        this, [b](_qz_audio* player) { get_audio_data(player)->repeat = b; }, __FILE__, __LINE__);
     const std::lock_guard<std::mutex> lock(property_mutex);
     QZ_AUDIO_CHECK("repeat", qz_property_set<bool>(property_list,"repeat",b));
     return true;

@@ -23,41 +23,36 @@ std::string _qz_audio::get_current_track()
     return current_track;
 }
 
-// What a replaced callback captured is foreign and is let go after the lock.
-
 bool _qz_audio::on_status_change(std::function<void(qz_audio_ptr, qz_audio_status)> cb)
 {
-    using callback = std::function<void(qz_audio_ptr, qz_audio_status)>;
-    boost::any replaced;
+    boost::any replaced; // what it captured is foreign, and let go after the lock
     const std::lock_guard<std::mutex> lock(property_mutex);
     QZ_AUDIO_CHECK_AS(
         "on_status_changed",
         R"(qz_property_set<std::function<void(qz_audio_ptr,qz_audio_status)>>(property_list,"on_status_changed",cb))",
-        qz_property_replace<callback>(property_list, "on_status_changed", cb, replaced));
+        qz_property_replace(property_list, "on_status_changed", cb, replaced));
     return true;
 }
 
 bool _qz_audio::on_error(std::function<void(qz_audio_ptr, int)> cb)
 {
-    using callback = std::function<void(qz_audio_ptr, int)>;
     boost::any replaced;
     const std::lock_guard<std::mutex> lock(property_mutex);
     QZ_AUDIO_CHECK_AS(
         "on_error",
         R"(qz_property_set<std::function<void(qz_audio_ptr,int)>>(property_list,"on_error",cb))",
-        qz_property_replace<callback>(property_list, "on_error", cb, replaced));
+        qz_property_replace(property_list, "on_error", cb, replaced));
     return true;
 }
 
 bool _qz_audio::on_volume_change(std::function<void(qz_audio_ptr, int)> cb)
 {
-    using callback = std::function<void(qz_audio_ptr, int)>;
     boost::any replaced;
     const std::lock_guard<std::mutex> lock(property_mutex);
     QZ_AUDIO_CHECK_AS(
         "on_volume_change",
         R"(qz_property_set<std::function<void(qz_audio_ptr,int)>>(property_list,"on_volume_change",cb))",
-        qz_property_replace<callback>(property_list, "on_volume_change", cb, replaced));
+        qz_property_replace(property_list, "on_volume_change", cb, replaced));
     return true;
 }
 

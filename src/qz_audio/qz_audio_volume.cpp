@@ -1,7 +1,7 @@
 #include "qz_audio/qz_audio_check.h"
 #include "qz_audio/qz_audio_notifications.h"
 #include "qz_audio/qz_audio_property.h"
-#include "qz_audio/qz_audio_property_lock.h"
+#include "qz_audio/qz_audio_property_guard.h"
 #include "qz_audio/qz_audio_record.h"
 #include "qz_audio/qz_audio_task.h"
 
@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <limits>
 #include <mutex>
+#include <utility>
 
 namespace
 {
@@ -104,10 +105,10 @@ void start_fade(_qz_audio* player, direction way, int target)
     }
     const fade_settings settings = way == direction::up ? increment_settings(player->property_list)
                                                         : decrement_settings(player->property_list);
-    const qz_audio_ptr self = handle_of(player);
-    const auto tick = [self, target, step = settings.step, player, way] {
+    qz_audio_ptr self = handle_of(player);
+    auto tick = [self = std::move(self), target, step = settings.step, player, way] {
         bool goes_on = false;
-        unless_closed(player, [&] { goes_on = fade(player, way, target, step); });
+        unless_closed(player, [&](_qz_audio*) { goes_on = fade(player, way, target, step); });
         return goes_on;
     };
     // Sign-extended: a negative timeout is a period that never comes.
@@ -138,13 +139,8 @@ void apply_volume(_qz_audio* player, int volume)
 
 void _qz_audio::set_volume(int volume)
 {
-    const qz_audio_ptr self = handle_of(this);
-    qz_thread_service_exec(
-        thread_service,
-        [self, volume, this] {
-            unless_closed(this, [volume, this] { apply_volume(this, volume); });
-        },
-        __FILE__, __LINE__);
+    post(
+        this, [volume](_qz_audio* player) { apply_volume(player, volume); }, __FILE__, __LINE__);
 }
 
 bool _qz_audio::volume_increment_timeout_start(int target)
@@ -152,26 +148,18 @@ bool _qz_audio::volume_increment_timeout_start(int target)
     if (target <= 0) {
         return false;
     }
-    const int held = std::min(target, 100);
-    const qz_audio_ptr self = handle_of(this);
-    qz_thread_service_exec(
-        thread_service,
-        [self, held, this] {
-            unless_closed(this, [held, this] { start_fade(this, direction::up, held); });
-        },
+    const int clamped = std::min(target, 100);
+    post(
+        this, [clamped](_qz_audio* player) { start_fade(player, direction::up, clamped); },
         __FILE__, __LINE__);
     return true;
 }
 
 bool _qz_audio::volume_decrement_timeout_start(int target)
 {
-    const int held = std::clamp(target, 0, 100);
-    const qz_audio_ptr self = handle_of(this);
-    qz_thread_service_exec(
-        thread_service,
-        [self, held, this] {
-            unless_closed(this, [held, this] { start_fade(this, direction::down, held); });
-        },
+    const int clamped = std::clamp(target, 0, 100);
+    post(
+        this, [clamped](_qz_audio* player) { start_fade(player, direction::down, clamped); },
         __FILE__, __LINE__);
     return true;
 }

@@ -5,7 +5,7 @@
 #include <exception>
 #include <iostream>
 
-void write_line(const std::string& text) noexcept
+void print_line(const std::string& text) noexcept
 try {
     const std::string line = text + '\n';
     std::cout.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
@@ -13,9 +13,9 @@ try {
     return;
 }
 
-void write_error(const std::string& text)
+void print_error(const std::string& text)
 {
-    write_line("\x1b[1;31mQZ-SYSTEM**ERROR**\x1b[0;0m: " + text);
+    print_line("\x1b[1;31mQZ-SYSTEM**ERROR**\x1b[0;0m: " + text);
 }
 
 void report_current_exception() noexcept
@@ -23,9 +23,9 @@ try {
     try {
         throw;
     } catch (const std::exception& exception) {
-        write_error(exception.what());
+        print_error(exception.what());
     } catch (...) {
-        write_error("unknown exception");
+        print_error("unknown exception");
     }
 } catch (...) {
     return;
@@ -37,6 +37,6 @@ void qz_assertion_faild(bool condition, std::string expression, std::string mess
     if (condition) {
         return;
     }
-    write_error("assertion failed: " + expression + " - " + message + " (" + file + ":" +
+    print_error("assertion failed: " + expression + " - " + message + " (" + file + ":" +
                 std::to_string(line) + ")");
 }

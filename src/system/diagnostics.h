@@ -6,10 +6,10 @@
 
 /// Writes `text` and a newline in one insertion, so that the lines of several threads never mix, and
 /// flushes. Never throws: a line that cannot be written has nobody left to be told.
-void write_line(const std::string& text) noexcept;
+void print_line(const std::string& text) noexcept;
 
 /// Writes `text` as a line that opens with the error banner.
-void write_error(const std::string& text);
+void print_error(const std::string& text);
 
 /// Reports the exception that is being handled. To be called inside a catch clause.
 void report_current_exception() noexcept;

@@ -21,7 +21,7 @@ void _qz_object::describe()
         line << ' ' << property.first << " ("
              << boost::core::demangle(property.second.type().name()) << ')';
     }
-    write_line(line.str());
+    print_line(line.str());
 }
 
 // Not const: the platform's interface has no const members.

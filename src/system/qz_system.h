@@ -10,6 +10,9 @@
 /// of this library is held while a task, a tick, a completion or the destructor of a closure runs,
 /// so each of these may call any function here.
 ///
+/// Handles must not be empty. The threads have the signal mask of the thread that made the first service
+/// or the service.
+///
 /// Errors. `std::bad_alloc` reaches the caller where memory runs out, and nothing has been done
 /// then. What else can be thrown stands at the function.
 #pragma once
@@ -114,8 +117,8 @@ QZ_SYSTEM_API bool qz_property_get(std::map<std::string, boost::any>& list, std:
 /// what is touched costs memory; an idle one sleeps and never wakes up by itself. A service that is
 /// released without a stop ends its thread by itself.
 ///
-/// The first call also starts the system service. Throws `std::system_error` when a thread cannot
-/// be started; nothing is left behind then.
+/// The first call also starts the system service, which stays. Throws `std::system_error` when a thread
+/// cannot be started; there is no service then.
 QZ_SYSTEM_API boost::shared_ptr<_qz_thread_service> qz_thread_service_new(std::string name);
 
 /// Returns the same service seen as a platform object.
@@ -134,7 +137,7 @@ QZ_SYSTEM_API void qz_thread_service_exec(boost::shared_ptr<_qz_thread_service> 
 /// before, so that a late one is not caught up on. A period of 0 counts as 1; one too long for the
 /// clock never comes. `file` and `line` are the caller's source position.
 ///
-/// Returns the interval's id: never 0 and never used again. An interval given to a stopped service
+/// Returns the interval's id: never 0, and never used again by the service. An interval given to a stopped service
 /// is dropped.
 QZ_SYSTEM_API unsigned long
 qz_thread_service_set_interval(boost::shared_ptr<_qz_thread_service> service,
@@ -161,8 +164,8 @@ qz_thread_service_stop(boost::shared_ptr<_qz_thread_service> service,
 
 /// Queues `task` on the system service, one thread shared by the whole process that runs its tasks
 /// one at a time, in the order posted, and returns at once. `file` and `line` are the caller's
-/// source position. Throws `std::system_error` when the system service has yet to be started and its
-/// thread cannot be.
+/// source position. The thread has a stack of 8 MiB. Throws `std::system_error` when the system service
+/// has yet to be started and its thread cannot be.
 QZ_SYSTEM_API void qz_system_service_exec(std::function<void()> task, std::string file, int line);
 
 /// Does nothing when `condition` is true. Otherwise writes one error line on standard output, with

@@ -3,6 +3,7 @@
 #include "system/qz_system.h"
 #include "system/thread.h"
 
+#include <cstddef>
 #include <memory>
 #include <utility>
 
@@ -11,10 +12,13 @@ namespace
 
 using shared_queue = std::shared_ptr<task_queue>;
 
+// Every callback of the applications runs here: as much as a main thread usually has.
+constexpr std::size_t stack_size = std::size_t{8} << 20U;
+
 std::unique_ptr<shared_queue> start_system_service()
 {
     auto queue = std::make_unique<shared_queue>(std::make_shared<task_queue>());
-    start_worker("system", *queue);
+    start_worker("system", *queue, stack_size);
     return queue;
 }
 

@@ -3,7 +3,6 @@
 #include "system/diagnostics.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 namespace
@@ -40,7 +39,7 @@ void task_queue::post(task work)
         }
         queue_due_ticks();
         waiting_.splice(waiting_.end(), posted);
-        note_state();
+        publish_state();
     }
     changed_.notify_one();
 }
@@ -78,7 +77,7 @@ void task_queue::end_interval(unsigned long id)
     jobs* const home = entry->second->timer->home;
     if (home != nullptr) {
         ended.splice(ended.begin(), *home, entry->second);
-        note_state();
+        publish_state();
     }
     intervals_.erase(entry);
 }
@@ -166,7 +165,7 @@ bool task_queue::take_job(jobs& next)
     if (next.front().timer != nullptr) {
         next.front().timer->home = nullptr;
     }
-    note_state();
+    publish_state();
     return true;
 }
 
@@ -227,10 +226,10 @@ void task_queue::go_to_sleep(jobs& current, clock::time_point start)
     });
     sleeping_.splice(later, current, current.begin());
     timer.home = &sleeping_;
-    note_state();
+    publish_state();
 }
 
-void task_queue::note_state()
+void task_queue::publish_state()
 {
     const clock::time_point due = sleeping_.empty() ? never : sleeping_.front().timer->due;
     any_waiting_.store(!waiting_.empty(), std::memory_order_relaxed);
@@ -243,7 +242,7 @@ void task_queue::stop_locked() noexcept
     intervals_.clear();
     dropped_.splice(dropped_.end(), waiting_);
     dropped_.splice(dropped_.end(), sleeping_);
-    note_state();
+    publish_state();
 }
 
 void task_queue::drop_the_rest()

@@ -72,7 +72,7 @@ private:
     void run(jobs& current);
     void run_tick(jobs& current);
     void go_to_sleep(jobs& current, clock::time_point start);
-    void note_state();
+    void publish_state();
     void stop_locked() noexcept;
     void drop_the_rest();
     void call_completions();

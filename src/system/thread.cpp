@@ -9,17 +9,13 @@
 namespace
 {
 
-// The sound drivers run on these threads. 32 KiB were seen in use with PulseAudio; other drivers and
-// instrumented builds take more. Only what is touched costs memory.
-constexpr std::size_t stack_size = std::size_t{1} << 20U;
-
 // What the kernel keeps of a thread's name.
 constexpr std::size_t longest_name = 15;
 
 class thread_attributes
 {
 public:
-    thread_attributes()
+    explicit thread_attributes(std::size_t stack_size)
     {
         check(pthread_attr_init(&attributes_));
         check(pthread_attr_setdetachstate(&attributes_, PTHREAD_CREATE_DETACHED));
@@ -52,9 +48,10 @@ extern "C" void* work_off(void* queue)
 
 } // namespace
 
-void start_worker(const std::string& name, std::shared_ptr<task_queue> queue)
+void start_worker(const std::string& name, std::shared_ptr<task_queue> queue,
+                  std::size_t stack_size)
 {
-    const thread_attributes attributes;
+    const thread_attributes attributes(stack_size);
     auto owned = std::make_unique<std::shared_ptr<task_queue>>(std::move(queue));
     pthread_t thread{};
     thread_attributes::check(pthread_create(&thread, attributes.get(), work_off, owned.get()));

@@ -5,12 +5,22 @@
 
 #include <boost/smart_ptr/make_shared.hpp>
 
+#include <cstddef>
 #include <utility>
+
+namespace
+{
+
+// The sound drivers run on these threads. 32 KiB were seen in use with PulseAudio; other drivers and
+// instrumented builds take more.
+constexpr std::size_t stack_size = std::size_t{1} << 20U;
+
+} // namespace
 
 _qz_thread_service::_qz_thread_service(const std::string& name)
     : queue_(std::make_shared<task_queue>())
 {
-    start_worker(name, queue_);
+    start_worker(name, queue_, stack_size);
 }
 
 _qz_thread_service::~_qz_thread_service()
