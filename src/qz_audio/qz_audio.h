@@ -25,19 +25,19 @@
 /// A callback runs with no lock held, and the value that it is told can already be read through the
 /// queries. From inside any callback you may call everything here, on its own player or another,
 /// `qz_audio_destroy` included. The handle that it gets keeps the player alive while it is kept; it
-/// may be kept. A callback that throws is reported on standard output and nothing else happens.
-/// A registered function is copied while the player's lock is held: share what it captures through
-/// pointers, so that no copy constructor of yours calls back in. What a replaced callback captured is
-/// let go after the lock.
+/// may be kept. The thread has 8 MiB of stack. A callback that throws is reported on standard output
+/// and nothing else happens. A registered function is copied, on the player's thread too, while the
+/// player's lock is held: share what it captures through pointers, so that no copy constructor of
+/// yours calls back in or throws. What a replaced callback captured is let go after the lock.
 ///
 /// Who owns what, and how a player ends
 /// ------------------------------------
 /// You hold handles (`qz_audio_ptr`). The platform holds one too, from `qz_audio_new` to the end of
 /// `qz_audio_destroy`, and so does every posted request and callback. Hence a player that is never
-/// destroyed lives, and plays, for ever. `qz_audio_destroy` returns at once; the player then stops,
-/// releases its decoder and its output, reports `qz_audio_status_none`, forgets its callbacks and
-/// ends its thread. The object itself goes with the last handle. Requests to a destroyed player are
-/// dropped. Callbacks that were posted before the end still run.
+/// destroyed lives for ever, and a repeating one plays for ever. `qz_audio_destroy` returns at once;
+/// the player then stops, releases its decoder and its output, reports `qz_audio_status_none`, forgets
+/// its callbacks and ends its thread. The object itself goes with the last handle. Requests to a
+/// destroyed player are dropped. Callbacks that were posted before the end still run.
 ///
 /// Empty handles
 /// -------------
@@ -59,14 +59,21 @@
 /// | stopped      | opened (see there)| loaded     | loaded, playing           | -      | -       |
 ///
 /// By itself a playing track becomes stopped at its end (unless it repeats), or after a decode error,
-/// which is notified twice. A failed request notifies `on_error`; what becomes of the status stands
-/// at each function. `qz_audio_destroy` gives stopped (from playing and paused), then none (from all
-/// but none).
+/// which is notified twice. A failed open, track or play notifies `on_error`; what becomes of the
+/// status stands at each function. `qz_audio_destroy` gives stopped (from playing and paused), then
+/// none (from all but none).
 ///
 /// Errors
 /// ------
 /// `on_error` is told the raw code of libmpg123 (see `mpg123_errors`) or of libout123 (see
-/// `out123_error`), or 7 when no output can be made. The exceptions that can reach a caller are
+/// `out123_error`), or 7 when no output can be made. The codes overlap, and only what was asked for
+/// tells whose a code is: opening and starting the output are libout123's, all else is libmpg123's.
+///
+/// The player holds the last code. While it is not 0, volume changes and pauses are dropped. A play
+/// that gets as far as decoding clears it, and so does a stop of a playing or paused track; setting a
+/// good track does not.
+///
+/// The exceptions that can reach a caller are
 /// `std::bad_alloc`, `std::system_error` (a thread or a lock cannot be had) and, for an object that
 /// no handle owns, `boost::bad_weak_ptr`.
 ///
@@ -185,11 +192,14 @@ QZ_AUDIO_API void qz_audio_set_bin_path(std::string path);
 QZ_AUDIO_API std::string qz_audio_get_bin_path();
 
 /// Creates the decoder and opens the default output device. There is no need to call it: setting a
-/// track or playing does so on a player with the status none. Reports the status opened.
+/// track or playing does so on a player with the status none. Reports the status opened. Players open
+/// one after another, since libout123 cannot open two outputs at the same time: an output that hangs
+/// while it is opened holds up the opens of all players.
 ///
 /// Any thread, callbacks included; posts to the player's thread. On failure `on_error` is told
 /// libmpg123's or libout123's code, or 7, and the status stays. On a player that is open already it
-/// opens once more and the former decoder and output are never released: do not do that.
+/// writes error lines, opens once more, and the former decoder and output are never released; if that
+/// fails, the player is left without either. Do not do that.
 /// Empty handle: the warning. Next: `qz_audio_set_audio_track`.
 QZ_AUDIO_API void qz_audio_open(qz_audio_ptr ptr);
 
@@ -202,10 +212,10 @@ QZ_AUDIO_API void qz_audio_open(qz_audio_ptr ptr);
 /// new one waits for `qz_audio_play`. Reports the status loaded.
 ///
 /// Any thread, callbacks included; posts to the player's thread. When the file cannot be opened,
-/// `on_error` is told the code and the status stays, but from playing it becomes opened; when it is no
-/// audio or the output refuses its format, decoder and output are released, the status becomes none
-/// and `on_error` is told (for the output, the player's last code, usually 0).
-/// Empty handle: the warning. Next: `qz_audio_play`.
+/// `on_error` is told the code and the status stays, but from none and from playing it becomes opened;
+/// when it is no audio or the output refuses its format, decoder and output are released, the status
+/// becomes none and `on_error` is told (for the output, the player's last code, usually 0). Empty
+/// handle: the warning. Next: `qz_audio_play`.
 QZ_AUDIO_API void qz_audio_set_audio_track(qz_audio_ptr ptr, std::string file_path);
 
 /// Plays the track from its start, or goes on after a pause. On a player with the status none it first
@@ -251,16 +261,18 @@ QZ_AUDIO_API bool qz_audio_set_repeat(qz_audio_ptr ptr, bool b);
 // ---------------------------------------------------------------------------------------------------
 
 /// Sets the volume to `volume` percent: 100 is full scale, 0 is silence. The value is not checked:
-/// beyond 100 it amplifies and may clip, below 0 it inverts. Reports the volume.
+/// beyond 100 it amplifies and may clip, below 0 it inverts. Reports the volume. A running fade goes on
+/// from there.
 ///
 /// Any thread, callbacks included; posts to the player's thread. Dropped without a report while the
-/// player holds an error code (a stop of a playing track, or an open, clears it). When the decoder
-/// refuses, `on_error` is told its code and the volume stays. Empty handle: the warning.
+/// player holds an error code (see "Errors" above). When the decoder refuses, `on_error` is told its
+/// code and the volume stays. Empty handle: the warning.
 QZ_AUDIO_API void qz_audio_set_volume(qz_audio_ptr ptr, int volume);
 
 /// Fades the volume up to `target` percent (above 100 counts as 100): every increment timeout the
 /// volume rises by the increment step, and each new value is reported. Replaces a running fade of
-/// either direction. Only `qz_audio_destroy`, an error or another fade ends it early.
+/// either direction. `qz_audio_destroy`, an error, another fade or a volume set to the target or beyond
+/// ends it early; pause, stop and a new track do not.
 ///
 /// Any thread, callbacks included; posts to the player's thread. Returns true; false, and nothing is
 /// done, for a target of 0 or less. Dropped without a report when the volume is above the target or
@@ -269,7 +281,8 @@ QZ_AUDIO_API bool qz_audio_volume_increment_timeout_start(qz_audio_ptr ptr, int 
 
 /// Fades the volume down to `target` percent (held to 0 to 100): every decrement timeout the volume
 /// falls by the decrement step, and each new value is reported. Replaces a running fade of either
-/// direction. Only `qz_audio_destroy`, an error or another fade ends it early.
+/// direction. `qz_audio_destroy`, an error, another fade or a volume set to the target or below ends it
+/// early; pause, stop and a new track do not.
 ///
 /// Any thread, callbacks included; posts to the player's thread. Returns true. Dropped without a
 /// report when the volume is at or below the target or the player holds an error code. Works while
@@ -283,20 +296,28 @@ QZ_AUDIO_API bool qz_audio_volume_decrement_timeout_start(qz_audio_ptr ptr, int 
 /// warning, and false.
 QZ_AUDIO_API bool qz_audio_set_audio_volume_increment_step(qz_audio_ptr ptr, int v);
 
-/// Sets how many percentage points a fade down removes at a time (default 10). Otherwise like
-/// `qz_audio_set_audio_volume_increment_step`.
+/// Sets how many percentage points a fade down removes at a time (default 10). Applies from the next
+/// fade on. Not checked: 0 makes a fade that never ends, a negative step moves the wrong way.
+///
+/// Any thread, callbacks included; runs on the caller's thread. Returns true. Empty handle: the
+/// warning, and false.
 QZ_AUDIO_API bool qz_audio_set_audio_volume_decrement_step(qz_audio_ptr ptr, int v);
 
 /// Sets the milliseconds between two steps of a fade up (default 500). Applies from the next fade on.
-/// Not checked: 0 counts as 1, a negative timeout never comes. Steps of 1 every few milliseconds sound
-/// smoothest.
+/// Not checked: 0 counts as 1, a negative timeout never comes. While a track plays, a step comes at
+/// most once per decoded block (26 ms at 44.1 kHz, 72 ms at 8 kHz) and is not caught up on, so that a
+/// timeout below that makes the fade last longer than its steps times the timeout. Small steps every
+/// 30 ms or so sound smooth.
 ///
 /// Any thread, callbacks included; runs on the caller's thread. Returns true. Empty handle: the
 /// warning, and false.
 QZ_AUDIO_API bool qz_audio_set_audio_volume_increment_timeout(qz_audio_ptr ptr, int t);
 
-/// Sets the milliseconds between two steps of a fade down (default 500). Otherwise like
-/// `qz_audio_set_audio_volume_increment_timeout`.
+/// Sets the milliseconds between two steps of a fade down (default 500). Applies from the next fade on.
+/// Not checked, and held up by playing, like `qz_audio_set_audio_volume_increment_timeout`.
+///
+/// Any thread, callbacks included; runs on the caller's thread. Returns true. Empty handle: the
+/// warning, and false.
 QZ_AUDIO_API bool qz_audio_set_audio_volume_decrement_timeout(qz_audio_ptr ptr, int t);
 
 // ---------------------------------------------------------------------------------------------------
@@ -317,7 +338,7 @@ QZ_AUDIO_API std::string qz_audio_get_current_track(qz_audio_ptr ptr);
 
 /// Stores `last_error` as the player's error text and leaves `last_error` as it was: the text that the
 /// library keeps is not handed out. Use the code that `on_error` is told, with `mpg123_plain_strerror`
-/// or `out123_plain_strerror`.
+/// or `out123_plain_strerror`; see "Errors" above for which.
 ///
 /// Any thread, callbacks included; runs on the caller's thread. Returns true. Empty handle: the
 /// warning, and false.

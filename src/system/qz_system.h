@@ -10,8 +10,8 @@
 /// of this library is held while a task, a tick, a completion or the destructor of a closure runs,
 /// so each of these may call any function here.
 ///
-/// Handles must not be empty. The threads have the signal mask of the thread that made the first service
-/// or the service.
+/// Handles must not be empty. The threads have the signal mask of the thread that made the first
+/// service or the service.
 ///
 /// Errors. `std::bad_alloc` reaches the caller where memory runs out, and nothing has been done
 /// then. What else can be thrown stands at the function.
@@ -137,8 +137,8 @@ QZ_SYSTEM_API void qz_thread_service_exec(boost::shared_ptr<_qz_thread_service> 
 /// before, so that a late one is not caught up on. A period of 0 counts as 1; one too long for the
 /// clock never comes. `file` and `line` are the caller's source position.
 ///
-/// Returns the interval's id: never 0, and never used again by the service. An interval given to a stopped service
-/// is dropped.
+/// Returns the interval's id: never 0, and never used again by the service. An interval given to a
+/// stopped service is dropped.
 QZ_SYSTEM_API unsigned long
 qz_thread_service_set_interval(boost::shared_ptr<_qz_thread_service> service,
                                std::function<bool()> tick, unsigned long period, std::string file,
