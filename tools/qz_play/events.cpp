@@ -1,0 +1,21 @@
+#include "events.h"
+
+void event_queue::push(event happened)
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        events_.push_back(happened);
+    }
+    pushed_.notify_one();
+}
+
+std::optional<event> event_queue::pop_until(clock::time_point deadline)
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (!pushed_.wait_until(lock, deadline, [this] { return !events_.empty(); })) {
+        return std::nullopt;
+    }
+    const event next = events_.front();
+    events_.pop_front();
+    return next;
+}

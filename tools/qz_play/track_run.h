@@ -1,0 +1,74 @@
+/// \file
+/// \brief One track on the player, from its load to its end.
+#pragma once
+
+#include "events.h"
+#include "player.h"
+#include "stopwatch.h"
+#include "track.h"
+#include "volume_curve.h"
+
+#include <optional>
+#include <string>
+
+/// Drives the player through one track and learns from its events how that went.
+///
+/// The library does not tell a track that ends from one that is stopped, and may report one failure
+/// twice. So each run ends with a stop of its own, whose completion comes after all else that the
+/// player tells of the track: what comes later belongs to the next one.
+class track_run
+{
+public:
+    using seconds = std::chrono::duration<double>;
+
+    /// Loads the track. `status` is the player's at this moment.
+    track_run(player& audio, track played, const options& chosen, qz_audio_status status);
+
+    void on(const status_changed& change);
+    void on(const error_reported& error);
+    void on(const stop_completed& completion);
+
+    /// Ends the run early, which is no failure.
+    void cancel();
+
+    /// Sets the volume that is due by now.
+    void follow_clock();
+
+    /// Returns when the volume has to change next, if it has to.
+    std::optional<seconds> next_volume_change() const;
+
+    bool over() const { return phase_ == phase::over; }
+
+    /// Returns whether the track has been played from its start to its end.
+    bool complete() const { return complete_; }
+
+    /// Returns what went wrong, as a sentence; empty when nothing did.
+    const std::string& problem() const { return problem_; }
+
+    const track& played() const { return track_; }
+
+    /// Returns whether the sound goes on at this moment.
+    bool sounds() const { return clock_.running(); }
+
+    /// Returns how far the sound has come: into the current round, where the track repeats.
+    seconds position() const;
+
+private:
+    enum class phase { loading, starting, playing, ending, over };
+
+    void start();
+    void end();
+    std::string describe(int code) const;
+
+    player& player_;
+    const track track_;
+    const volume_curve curve_;
+    const bool repeats_;
+    stopwatch clock_;
+    phase phase_ = phase::loading;
+    qz_audio_status status_;
+    bool output_was_open_;
+    int volume_ = 0;
+    bool complete_ = false;
+    std::string problem_;
+};
