@@ -1,0 +1,85 @@
+#include "failing_allocation.h"
+
+#include "call_log.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace
+{
+
+thread_local unsigned allocations_left = 0; // 0 while none is to fail
+thread_local bool failed = false;
+
+bool fails_now()
+{
+    if (allocations_left == 0 || substitute::inside_substitute()) {
+        return false;
+    }
+    failed = --allocations_left == 0;
+    return failed;
+}
+
+} // namespace
+
+failing_allocation::failing_allocation(unsigned number)
+{
+    failed = false;
+    allocations_left = number;
+}
+
+failing_allocation::~failing_allocation()
+{
+    allocations_left = 0;
+}
+
+bool failing_allocation::has_failed() const
+{
+    return failed;
+}
+
+// Each form is replaced, since a sanitizer brings its own.
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return fails_now() ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
+{
+    return operator new(size, std::nothrow);
+}
+
+void* operator new(std::size_t size)
+{
+    void* const memory = operator new(size, std::nothrow);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+void* operator new[](std::size_t size)
+{
+    return operator new(size);
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete[](void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete[](void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}

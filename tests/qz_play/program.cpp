@@ -1,0 +1,206 @@
+#include "program.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <system_error>
+#include <thread>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace std::chrono_literals;
+
+namespace
+{
+
+using clock = std::chrono::steady_clock;
+
+constexpr auto longest_wait = 60s;
+constexpr uid_t nobody = 65534;
+
+struct channel {
+    int ours = -1;
+    int theirs = -1;
+};
+
+void check(int result)
+{
+    if (result < 0) {
+        throw std::system_error(errno, std::generic_category());
+    }
+}
+
+channel open_pipe()
+{
+    std::array<int, 2> ends{};
+    check(pipe2(ends.data(), O_CLOEXEC));
+    return {ends[0], ends[1]};
+}
+
+channel open_terminal(unsigned short columns)
+{
+    channel terminal;
+    winsize size{};
+    size.ws_col = columns;
+    size.ws_row = 24;
+    check(openpty(&terminal.ours, &terminal.theirs, nullptr, nullptr, &size));
+    check(fcntl(terminal.ours, F_SETFD, FD_CLOEXEC));
+    check(fcntl(terminal.theirs, F_SETFD, FD_CLOEXEC));
+    return terminal;
+}
+
+void apply(const program_settings& settings)
+{
+    for (const auto& [name, value] : settings.environment) {
+        if (value) {
+            setenv(name.c_str(), value->c_str(), 1);
+        } else {
+            unsetenv(name.c_str());
+        }
+    }
+    if (settings.file_size_limit) {
+        const rlimit limit{*settings.file_size_limit, *settings.file_size_limit};
+        check(setrlimit(RLIMIT_FSIZE, &limit));
+        std::signal(SIGXFSZ, SIG_IGN);
+    }
+    if (settings.umask) {
+        umask(*settings.umask);
+    }
+    check(chdir(settings.folder.c_str()));
+    if (settings.unprivileged) {
+        check(setgid(nobody));
+        check(setuid(nobody));
+    }
+}
+
+/// In the child.
+[[noreturn]] void run(const std::vector<std::string>& command, const program_settings& settings,
+                      int output, int errors)
+try {
+    apply(settings);
+    check(dup2(output, STDOUT_FILENO));
+    check(dup2(errors, STDERR_FILENO));
+    std::vector<char*> arguments;
+    for (const std::string& argument : command) {
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    }
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    throw std::system_error(errno, std::generic_category(), command[0]);
+} catch (const std::exception& exception) {
+    const std::string text = exception.what();
+    [[maybe_unused]] const ssize_t written = write(errors, text.data(), text.size());
+    _exit(127);
+}
+
+} // namespace
+
+program::program(const std::vector<std::string>& command, const program_settings& settings)
+{
+    const channel output = open_pipe();
+    const channel errors = settings.terminal ? open_terminal(settings.columns) : open_pipe();
+    id_ = fork();
+    check(id_);
+    if (id_ == 0) {
+        run(command, settings, output.theirs, errors.theirs);
+    }
+    close(output.theirs);
+    close(errors.theirs);
+    output_.descriptor = output.ours;
+    errors_.descriptor = errors.ours;
+}
+
+program::~program()
+{
+    if (running_) {
+        kill(id_, SIGKILL);
+        waitpid(id_, nullptr, 0);
+    }
+    close(output_.descriptor);
+    close(errors_.descriptor);
+}
+
+void program::send(int signal) const
+{
+    kill(id_, signal);
+}
+
+bool program::wait_for_error_text(const std::string& text)
+{
+    return read_until([&] { return errors_.text.find(text) != std::string::npos; });
+}
+
+bool program::wait_for_output(const std::function<bool(const std::string&)>& enough)
+{
+    return read_until([&] { return enough(output_.text); });
+}
+
+int program::wait_for_exit()
+{
+    read_until([] { return false; });
+    int status = 0;
+    const auto ended = [&] { return waitpid(id_, &status, WNOHANG) == id_; };
+    if (!comes_true(ended)) {
+        ADD_FAILURE() << "the program does not end; it has said:\n" << errors_.text;
+        return -1;
+    }
+    running_ = false;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+/// Returns whether it was enough before the program closed both its streams, or the minute was over.
+bool program::read_until(const std::function<bool()>& enough)
+{
+    const auto deadline = clock::now() + longest_wait;
+    while (!enough()) {
+        std::array<pollfd, 2> waiting{pollfd{output_.descriptor, POLLIN, 0},
+                                      pollfd{errors_.descriptor, POLLIN, 0}};
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - clock::now());
+        const bool both_closed = output_.descriptor < 0 && errors_.descriptor < 0;
+        if (both_closed || left <= 0ms ||
+            poll(waiting.data(), waiting.size(), static_cast<int>(left.count())) <= 0) {
+            return false;
+        }
+        if (waiting[0].revents != 0) {
+            read_some(output_);
+        }
+        if (waiting[1].revents != 0) {
+            read_some(errors_);
+        }
+    }
+    return true;
+}
+
+void program::read_some(stream& from)
+{
+    std::array<char, 65536> block{};
+    const ssize_t size = read(from.descriptor, block.data(), block.size());
+    if (size > 0) {
+        from.text.append(block.data(), static_cast<std::size_t>(size));
+    } else {
+        close(from.descriptor);
+        from.descriptor = -1;
+    }
+}
+
+bool comes_true(const std::function<bool()>& condition)
+{
+    const auto deadline = clock::now() + longest_wait;
+    while (!condition()) {
+        if (clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(5ms);
+    }
+    return true;
+}

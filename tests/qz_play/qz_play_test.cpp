@@ -1,0 +1,111 @@
+#include "qz_play_test.h"
+
+#include <mpg123.h>
+#include <out123.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <iterator>
+
+#include <dlfcn.h>
+
+namespace fs = std::filesystem;
+
+qz_play_test::qz_play_test()
+{
+    std::string name = fs::temp_directory_path() / "qz_play_test-XXXXXX";
+    folder_ = mkdtemp(name.data());
+    fs::permissions(folder_, fs::perms::others_exec | fs::perms::others_read,
+                    fs::perm_options::add);
+    for (const char* kind : {"home", "temp"}) {
+        fs::create_directory(folder_ / kind);
+        fs::permissions(folder_ / kind, fs::perms::all);
+    }
+    settings.environment = {{"HOME", path("home")},
+                            {"TMPDIR", path("temp")},
+                            {"XDG_RUNTIME_DIR", path("home")},
+                            {"XDG_CONFIG_HOME", std::nullopt},
+                            {"PULSE_SERVER", std::nullopt},
+                            {"PULSE_RUNTIME_PATH", std::nullopt},
+                            {"ALSA_CONFIG_PATH", std::nullopt},
+                            {"MPG123_MODDIR", std::nullopt},
+                            {"TERM", "xterm"}};
+}
+
+qz_play_test::~qz_play_test()
+{
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+}
+
+std::vector<std::string> qz_play_test::qz_play(std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(),
+                     fs::read_symlink("/proc/self/exe").parent_path() / "qz_play");
+    return arguments;
+}
+
+qz_play_test::result qz_play_test::run(const std::vector<std::string>& arguments) const
+{
+    program player(qz_play(arguments), settings);
+    const int status = player.wait_for_exit();
+    return {status, player.output(), player.errors()};
+}
+
+void qz_play_test::end_at_once(const program& player)
+{
+    player.send(SIGINT);
+    player.send(SIGTERM);
+}
+
+std::string qz_play_test::make_track(const tone& wanted) const
+{
+    const std::string track = path(wanted.name);
+    const std::string sound = path("sound.wav");
+    run_tool({"sox", "-n", "-r", wanted.rate, "-c", wanted.channels, "-b", "16", sound, "synth",
+              wanted.seconds, "sine", "440", "gain", "-3"});
+    run_tool({"lame", "--quiet", "-b", "128", sound, track});
+    return track;
+}
+
+std::string qz_play_test::decoded(const std::string& track,
+                                  const std::vector<std::string>& options) const
+{
+    const std::string file = path("decoded.wav");
+    std::vector<std::string> command{"mpg123", "-q"};
+    command.insert(command.end(), options.begin(), options.end());
+    command.insert(command.end(), {"-w", file, track});
+    run_tool(command);
+    const std::string samples = read_wav(file).samples;
+    EXPECT_FALSE(samples.empty());
+    return samples;
+}
+
+std::vector<fs::path> qz_play_test::temporary_folders() const
+{
+    return {fs::directory_iterator(path("temp")), fs::directory_iterator()};
+}
+
+std::string qz_play_test::make_module_folder(const std::string& name) const
+{
+    Dl_info library{};
+    dladdr(reinterpret_cast<const void*>(&out123_new), &library);
+    const fs::path module = "output_alsa.so";
+    fs::create_directory(path(name));
+    fs::create_symlink(fs::path(library.dli_fname).parent_path() / "mpg123" / module,
+                       path(name) / module);
+    return path(name);
+}
+
+std::string qz_play_test::make_alsa_configuration(const std::string& file) const
+{
+    write_file(path("asound.conf"), "pcm.!default { type file slave.pcm { type null } file \"" +
+                                        file + "\" format \"wav\" }\nctl.!default { type null }\n");
+    return path("asound.conf");
+}
+
+void qz_play_test::run_tool(const std::vector<std::string>& command)
+{
+    program tool(command, {});
+    EXPECT_EQ(tool.wait_for_exit(), 0) << command[0] << ": " << tool.errors();
+}

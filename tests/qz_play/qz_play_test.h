@@ -1,0 +1,67 @@
+/// \file
+/// \brief What the tests of the command-line player share: the program as built, in a world without
+/// sound unless a test adds some, and tracks.
+#pragma once
+
+#include "program.h"
+#include "wav_file.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+class qz_play_test : public ::testing::Test
+{
+protected:
+    struct result {
+        int status;
+        std::string output;
+        std::string errors;
+    };
+
+    /// A tone that is encoded for the test.
+    struct tone {
+        std::string name = "tone.mp3";
+        std::string seconds = "0.5";
+        std::string rate = "44100";
+        std::string channels = "2";
+    };
+
+    qz_play_test();
+    ~qz_play_test() override;
+
+    static std::vector<std::string> qz_play(std::vector<std::string> arguments);
+
+    /// Runs qz_play to its end.
+    result run(const std::vector<std::string>& arguments) const;
+
+    /// Sends two signals. They differ, since two of a kind may become one.
+    static void end_at_once(const program& player);
+
+    /// Returns a path in the test's own folder.
+    std::string path(const std::string& name) const { return folder_ / name; }
+
+    std::string make_track(const tone& wanted) const;
+
+    /// Returns what mpg123, with further `options`, decodes the track to.
+    std::string decoded(const std::string& track,
+                        const std::vector<std::string>& options = {}) const;
+
+    /// Returns the folders that qz_play has made and not removed.
+    std::vector<std::filesystem::path> temporary_folders() const;
+
+    /// A folder with nothing but a link to libout123's module for ALSA.
+    std::string make_module_folder(const std::string& name) const;
+
+    /// Lets ALSA's default device write into `file`.
+    std::string make_alsa_configuration(const std::string& file) const;
+
+    program_settings settings;
+
+private:
+    static void run_tool(const std::vector<std::string>& command);
+
+    std::filesystem::path folder_;
+};

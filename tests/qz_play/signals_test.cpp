@@ -1,0 +1,117 @@
+#include "qz_play_test.h"
+#include "sound_server.h"
+
+#include <csignal>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+constexpr int ended_by_signal = 4;
+
+class signals : public qz_play_test
+{
+protected:
+    /// A pipe that takes a little and then no more.
+    class clogged_pipe
+    {
+    public:
+        explicit clogged_pipe(const std::string& path)
+        {
+            mkfifo(path.c_str(), 0600);
+            reader_ = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+            writer_ = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+        }
+        ~clogged_pipe()
+        {
+            close(writer_);
+            close(reader_);
+        }
+        clogged_pipe(const clogged_pipe&) = delete;
+        clogged_pipe& operator=(const clogged_pipe&) = delete;
+
+        bool is_full() const
+        {
+            pollfd room{writer_, POLLOUT, 0};
+            return poll(&room, 1, 0) == 0;
+        }
+
+    private:
+        int reader_;
+        int writer_;
+    };
+};
+
+class one_signal : public signals, public ::testing::WithParamInterface<int>
+{
+};
+
+} // namespace
+
+TEST_P(one_signal, stops_cleanly)
+{
+    const std::string track = make_track({});
+    const std::string round = decoded(track);
+    program player(qz_play({"--repeat", "--wav", path("out.wav"), track, track}), settings);
+    ASSERT_TRUE(comes_true([&] {
+        return fs::exists(path("out-1.wav")) && fs::file_size(path("out-1.wav")) > 3 * round.size();
+    }));
+    player.send(GetParam());
+    EXPECT_EQ(player.wait_for_exit(), ended_by_signal);
+
+    EXPECT_THAT(player.errors(), HasSubstr(track + ": stopped\nsound output: closed\n"));
+    EXPECT_FALSE(fs::exists(path("out-2.wav")));
+    EXPECT_THAT(temporary_folders(), IsEmpty());
+    const wav_file written = read_wav(path("out-1.wav"));
+    EXPECT_TRUE(written.header_fits);
+    EXPECT_TRUE(written.samples.compare(0, 2 * round.size(), round + round) == 0)
+        << "the repeated track is not the same each time";
+}
+
+INSTANTIATE_TEST_SUITE_P(each, one_signal, ::testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+TEST_F(signals, twice_end_a_player_whose_output_is_blocked)
+{
+    const clogged_pipe pipe(path("pipe"));
+    program player(qz_play({"--repeat", "--wav", path("pipe"), make_track({})}), settings);
+    ASSERT_TRUE(player.wait_for_error_text(": playing\n"));
+    ASSERT_TRUE(comes_true([&] { return pipe.is_full(); }));
+    EXPECT_EQ(temporary_folders().size(), 1U);
+    end_at_once(player);
+    EXPECT_EQ(player.wait_for_exit(), ended_by_signal);
+    EXPECT_THAT(player.errors(), Not(HasSubstr("stopped")));
+    EXPECT_THAT(temporary_folders(), IsEmpty());
+}
+
+TEST_F(signals, twice_end_a_player_whose_track_never_comes)
+{
+    mkfifo(path("track").c_str(), 0600);
+    program player(qz_play({"--wav", path("out.wav"), path("track")}), settings);
+    ASSERT_TRUE(player.wait_for_error_text("opened\n"));
+    end_at_once(player);
+    EXPECT_EQ(player.wait_for_exit(), ended_by_signal);
+    EXPECT_THAT(temporary_folders(), IsEmpty());
+}
+
+TEST_F(signals, twice_end_a_player_whose_sound_server_hangs)
+{
+    const sound_server server(path(""));
+    settings.environment["XDG_RUNTIME_DIR"] = server.runtime_folder();
+    program player(qz_play({"--repeat", make_track({})}), settings);
+    ASSERT_TRUE(player.wait_for_error_text(": playing\n"));
+    server.halt();
+    end_at_once(player);
+    EXPECT_EQ(player.wait_for_exit(), ended_by_signal);
+    server.go_on();
+    EXPECT_THAT(temporary_folders(), IsEmpty());
+}

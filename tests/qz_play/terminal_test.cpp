@@ -1,0 +1,82 @@
+#include "qz_play_test.h"
+
+#include <algorithm>
+#include <sstream>
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+namespace
+{
+
+constexpr auto erase_line = "\r\x1b[K";
+
+class terminal : public qz_play_test
+{
+protected:
+    terminal() { settings.terminal = true; }
+
+    /// Returns each text of the live line.
+    static std::vector<std::string> live_lines(const std::string& screen)
+    {
+        std::vector<std::string> lines;
+        std::size_t at = screen.find(erase_line);
+        while (at != std::string::npos) {
+            const std::size_t start = at + std::string(erase_line).size();
+            at = screen.find(erase_line, start);
+            const std::string text = screen.substr(start, at - start);
+            if (text.find('\n') == std::string::npos && !text.empty()) {
+                lines.push_back(text);
+            }
+        }
+        return lines;
+    }
+};
+
+} // namespace
+
+TEST_F(terminal, has_a_live_line_with_state_times_and_volume)
+{
+    const result played =
+        run({"--volume", "40", "--wav", path("out.wav"), make_track({"tone.mp3", "62"})});
+    EXPECT_EQ(played.status, 0);
+    EXPECT_THAT(live_lines(played.errors),
+                ::testing::Contains("playing  0:00 / 1:02  volume 40 %"));
+}
+
+TEST_F(terminal, keeps_every_line_whole)
+{
+    const std::string track = make_track({});
+    const result played = run({"--wav", path("out.wav"), track});
+    for (const std::string& line : {std::string("sound output: opened\r\n"), track + ": loaded\r\n",
+                                    track + ": playing\r\n", track + ": stopped\r\n"}) {
+        EXPECT_THAT(played.errors, HasSubstr(line));
+    }
+    EXPECT_THAT(played.errors, EndsWith("sound output: closed\r\n"));
+}
+
+TEST_F(terminal, live_line_fits_the_window)
+{
+    settings.columns = 20;
+    const result played = run({"--wav", path("out.wav"), make_track({})});
+    const std::vector<std::string> lines = live_lines(played.errors);
+    ASSERT_THAT(lines, Not(::testing::IsEmpty()));
+    EXPECT_THAT(lines, ::testing::Each(::testing::SizeIs(::testing::Lt(20U))));
+}
+
+TEST_F(terminal, that_cannot_move_its_cursor_has_no_live_line)
+{
+    settings.environment["TERM"] = "dumb";
+    const result played = run({"--wav", path("out.wav"), make_track({})});
+    EXPECT_THAT(played.errors, HasSubstr(": playing\r\n"));
+    EXPECT_THAT(played.errors, Not(HasSubstr("\x1b")));
+}
+
+TEST_F(terminal, elsewhere_has_no_live_line)
+{
+    settings.terminal = false;
+    const result played = run({"--wav", path("out.wav"), make_track({})});
+    EXPECT_THAT(played.errors, HasSubstr(": playing\n"));
+    EXPECT_THAT(played.errors, Not(HasSubstr("\r")));
+}

@@ -1,0 +1,148 @@
+#include "qz_play_test.h"
+
+using ::testing::AllOf;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+class tracks : public qz_play_test
+{
+protected:
+    /// Names the track in one sentence, without an output being asked for.
+    void expect_refused(const std::string& track, const std::string& reason) const
+    {
+        const result refused = run({track});
+        EXPECT_EQ(refused.status, 2);
+        EXPECT_EQ(refused.errors, "qz_play: " + track + ": " + reason + "\n");
+        EXPECT_THAT(refused.output, IsEmpty());
+        EXPECT_THAT(temporary_folders(), IsEmpty());
+    }
+
+    /// The beginning of a track of another rate behind a whole one, where no decoder goes on.
+    std::string make_broken_track() const
+    {
+        const std::string whole = make_track({"44100.mp3"});
+        const std::string other = make_track({"48000.mp3", "0.5", "48000"});
+        write_file(path("broken.mp3"), read_file(whole) + read_file(other));
+        return path("broken.mp3");
+    }
+};
+
+} // namespace
+
+TEST_F(tracks, that_are_missing_are_refused)
+{
+    expect_refused(path("none.mp3"), "there is no such file.");
+}
+
+TEST_F(tracks, below_what_is_no_folder_are_refused)
+{
+    write_file(path("file"), "x");
+    expect_refused(path("file/track.mp3"), "this file cannot be read: Not a directory.");
+}
+
+TEST_F(tracks, that_are_folders_are_refused)
+{
+    expect_refused(path("home"), "this is a folder; name the files in it.");
+}
+
+TEST_F(tracks, that_are_empty_are_refused)
+{
+    write_file(path("empty.mp3"), "");
+    expect_refused(path("empty.mp3"), "this file is empty.");
+}
+
+TEST_F(tracks, that_are_no_audio_are_refused)
+{
+    write_file(path("text.mp3"), "This is no music.\n");
+    expect_refused(path("text.mp3"), "this is no MPEG audio.");
+}
+
+TEST_F(tracks, with_a_header_and_no_sound_behind_it_are_refused)
+{
+    // The first frame of such a file only describes those that follow.
+    const std::string whole = read_file(make_track({"whole.mp3"}));
+    write_file(path("header.mp3"), whole.substr(0, whole.find("\xff\xfb", 4)));
+    const result refused = run({path("header.mp3")});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_THAT(refused.errors, HasSubstr("header.mp3: this "));
+}
+
+TEST_F(tracks, that_may_not_be_read_are_refused)
+{
+    const std::string track = make_track({});
+    fs::permissions(track, fs::perms::none);
+    settings.unprivileged = geteuid() == 0;
+    if (settings.unprivileged && program(qz_play({"--version"}), settings).wait_for_exit() != 0) {
+        GTEST_SKIP() << "nobody cannot enter the folder of the program";
+    }
+    expect_refused(track, "this file may not be read; change its permissions.");
+}
+
+TEST_F(tracks, with_control_characters_in_their_names_do_not_reach_the_terminal)
+{
+    const result refused = run({path("a\nb\x1b[31m\x7f.mp3")});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_EQ(refused.errors, "qz_play: " + path("a?b?[31m?.mp3") + ": there is no such file.\n");
+}
+
+TEST_F(tracks, that_fail_let_the_others_play)
+{
+    const std::string track = make_track({});
+    const result played =
+        run({"--wav", path("out.wav"), path("none.mp3"), track, path("home"), track});
+    EXPECT_EQ(played.status, 3);
+    EXPECT_EQ(played.errors, "qz_play: " + path("none.mp3") +
+                                 ": there is no such file.\n"
+                                 "sound output: opened\n" +
+                                 track + ": loaded\n" + track + ": playing\n" + track +
+                                 ": stopped\n"
+                                 "qz_play: " +
+                                 path("home") + ": this is a folder; name the files in it.\n" +
+                                 track + ": loaded\n" + track + ": playing\n" + track +
+                                 ": stopped\n"
+                                 "sound output: closed\n");
+    EXPECT_EQ(read_wav(path("out-2.wav")).samples, decoded(track));
+    EXPECT_EQ(read_wav(path("out-4.wav")).samples, decoded(track));
+}
+
+TEST_F(tracks, that_break_off_are_told_of_once_and_let_the_next_one_play)
+{
+    const std::string broken = make_broken_track();
+    const std::string track = make_track({});
+    const result played = run({"--wav", path("out.wav"), broken, track});
+    EXPECT_EQ(played.status, 3);
+    const std::string sentence = "qz_play: " + broken + ": the sound breaks off; ";
+    const std::size_t told = played.errors.find(sentence);
+    ASSERT_NE(told, std::string::npos) << played.errors;
+    EXPECT_EQ(played.errors.find(sentence, told + 1), std::string::npos) << played.errors;
+    EXPECT_EQ(read_wav(path("out-2.wav")).samples, decoded(track));
+}
+
+TEST_F(tracks, whose_sound_breaks_off_are_not_all_played)
+{
+    EXPECT_EQ(run({"--wav", path("out.wav"), make_broken_track()}).status, 3);
+}
+
+TEST_F(tracks, that_are_no_files_are_left_to_the_player)
+{
+    const std::string track = make_track({});
+    const result played = run({"--wav", path("out.wav"), "/dev/null", track});
+    EXPECT_EQ(played.status, 3);
+    EXPECT_THAT(played.errors, HasSubstr("qz_play: /dev/null: this file cannot be decoded: "));
+    EXPECT_EQ(read_wav(path("out-2.wav")).samples, decoded(track));
+}
+
+TEST_F(tracks, may_come_through_a_pipe)
+{
+    const std::string track = make_track({});
+    const std::string command = "cat \"$1\" | \"$2\" --wav \"$3\" /dev/stdin";
+    program player({"sh", "-c", command, "sh", track, qz_play({})[0], path("out.wav")}, settings);
+    EXPECT_EQ(player.wait_for_exit(), 0) << player.errors();
+    EXPECT_EQ(read_wav(path("out.wav")).samples, decoded(track));
+}

@@ -1,0 +1,146 @@
+#include "support.h"
+
+#include "program.h"
+#include "wav_file.h"
+
+#include <out123.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include <dlfcn.h>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+void run_tool(const std::vector<std::string>& command)
+{
+    program tool(command, {});
+    EXPECT_EQ(tool.wait_for_exit(), 0) << command[0] << ": " << tool.errors();
+}
+
+template <class Words>
+void append(std::vector<std::string>& words, const Words& more)
+{
+    words.insert(words.end(), std::begin(more), std::end(more));
+}
+
+fs::path module_folder()
+{
+    Dl_info library{};
+    dladdr(reinterpret_cast<const void*>(&out123_new), &library);
+    return fs::path(library.dli_fname).parent_path() / "mpg123";
+}
+
+std::size_t equal_bytes(const std::string& a, const std::string& b)
+{
+    const std::size_t size = std::min(a.size(), b.size());
+    const auto differing =
+        std::mismatch(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(size), b.begin());
+    return static_cast<std::size_t>(differing.first - a.begin());
+}
+
+::testing::AssertionResult difference(const std::string& heard, const std::string& expected)
+{
+    return ::testing::AssertionFailure()
+           << heard.size() << " bytes were heard, " << expected.size()
+           << " expected; they are equal up to byte " << equal_bytes(heard, expected);
+}
+
+} // namespace
+
+real_test::real_test()
+{
+    std::string name = fs::temp_directory_path() / "qz_real_test-XXXXXX";
+    folder_ = mkdtemp(name.data());
+}
+
+real_test::~real_test()
+{
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+}
+
+std::string real_test::make_track(const track_settings& wanted) const
+{
+    const std::string track = path(wanted.name);
+    const std::string sound = path("sound.wav");
+    std::vector<std::string> synthesis{"sox",
+                                       "-R",
+                                       "-n",
+                                       "-r",
+                                       std::to_string(wanted.rate),
+                                       "-c",
+                                       std::to_string(wanted.channels),
+                                       "-b",
+                                       "16",
+                                       sound,
+                                       "synth",
+                                       wanted.seconds};
+    append(synthesis, wanted.sound);
+    append(synthesis, std::vector<std::string>{"gain", "-3"});
+    run_tool(synthesis);
+
+    std::vector<std::string> encoding{"lame", "--quiet", "--resample",
+                                      std::to_string(wanted.rate / 1000.0)};
+    append(encoding, wanted.coding);
+    append(encoding, std::vector<std::string>{sound, track});
+    run_tool(encoding);
+    return track;
+}
+
+void real_test::link_module(const fs::path& folder, const std::string& module)
+{
+    const fs::path file = "output_" + module + ".so";
+    fs::create_symlink(module_folder() / file, folder / file);
+}
+
+void real_test::use_module(const std::string& module) const
+{
+    const fs::path folder = path("modules-" + module);
+    if (fs::create_directory(folder)) {
+        link_module(folder, module);
+    }
+    setenv("MPG123_MODDIR", folder.c_str(), 1);
+}
+
+void real_test::write_sound_to(const std::string& file, const std::string& format)
+{
+    configure_default_device("type file slave.pcm { type null } file \"" + file + "\" format \"" +
+                             format + "\"");
+}
+
+void real_test::take_device_away()
+{
+    configure_default_device("type hw card 31");
+}
+
+void real_test::configure_default_device(const std::string& definition)
+{
+    // ALSA keeps what it has read until the name changes.
+    const std::string file = path("asound-" + std::to_string(configurations_++) + ".conf");
+    write_file(file, "pcm.!default { " + definition + " }\nctl.!default { type null }\n");
+    setenv("ALSA_CONFIG_PATH", file.c_str(), 1);
+    use_module("alsa");
+}
+
+std::string real_test::written_samples(long rate, int channels) const
+{
+    const std::string file = std::to_string(rate) + "-" + std::to_string(channels) + ".wav";
+    EXPECT_TRUE(fs::exists(path(file))) << "nothing was played at this rate: " << file;
+    return read_wav(path(file)).samples;
+}
+
+::testing::AssertionResult same_samples(const std::string& heard, const std::string& expected)
+{
+    return heard == expected ? ::testing::AssertionSuccess() : difference(heard, expected);
+}
+
+::testing::AssertionResult begins_with(const std::string& expected, const std::string& heard)
+{
+    return !heard.empty() && equal_bytes(expected, heard) == heard.size()
+               ? ::testing::AssertionSuccess()
+               : difference(heard, expected);
+}

@@ -1,0 +1,63 @@
+/// \file
+/// \brief What the tests on the real libraries share: a folder of a test's own, tracks, and an output
+/// that a test can look into.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+/// A track that is encoded for the test: tones that glide, so that no two moments of it are alike.
+struct track_settings {
+    std::string name = "track.mp3";
+    int rate = 44100;
+    int channels = 2;
+    std::string seconds = "0.5";
+    std::vector<std::string> sound = {"sine", "300-3000", "sine", "2000-200"};
+    std::vector<std::string> coding = {"-b", "64"}; ///< Options of the encoder.
+};
+
+class real_test : public ::testing::Test
+{
+protected:
+    real_test();
+    ~real_test() override;
+
+    /// Returns a path in the test's own folder.
+    std::string path(const std::string& name) const { return folder_ / name; }
+
+    /// Encodes a track and returns its path.
+    std::string make_track(const track_settings& wanted) const;
+
+    /// Puts a link to one of libout123's modules, such as "alsa", into a folder.
+    static void link_module(const std::filesystem::path& folder, const std::string& module);
+
+    /// From now on this module is the only output. No player may be doing anything meanwhile.
+    void use_module(const std::string& module) const;
+
+    /// From now on ALSA is the only output, and its default device writes into `file`. In the file's name
+    /// %r stands for the sample rate and %c for the number of channels. The format is "wav" or "raw". No
+    /// player may be doing anything meanwhile.
+    void write_sound_to(const std::string& file, const std::string& format = "wav");
+
+    /// From now on ALSA is the only output, and it has no device. No player may be doing anything
+    /// meanwhile.
+    void take_device_away();
+
+    /// Returns what was written with "%r-%c.wav" at this rate and with this many channels.
+    std::string written_samples(long rate, int channels) const;
+
+private:
+    void configure_default_device(const std::string& definition);
+
+    std::filesystem::path folder_;
+    int configurations_ = 0;
+};
+
+/// Where the samples of one file of sound differ from those of another, said in one line.
+::testing::AssertionResult same_samples(const std::string& heard, const std::string& expected);
+
+/// Returns whether `heard` is not empty and `expected` begins with it, and where not.
+::testing::AssertionResult begins_with(const std::string& expected, const std::string& heard);

@@ -1,0 +1,154 @@
+#include "support.h"
+#include "support_decoder.h"
+#include "support_pipe.h"
+#include "support_player.h"
+
+using ::testing::ElementsAre;
+
+namespace
+{
+
+/// Volumes that are set before the track sounds.
+class volume : public real_test
+{
+protected:
+    volume() { write_sound_to(path("%r-%c.wav")); }
+
+    std::string written() const { return written_samples(44100, 2); }
+
+    const std::string track = make_track({});
+    told_player player;
+};
+
+/// Volumes that change while a track plays over and over and waits for the test to listen.
+class volume_while_playing : public real_test
+{
+protected:
+    volume_while_playing()
+    {
+        write_sound_to(path("pipe"), "raw");
+        qz_audio_set_audio_track(player.handle(), track);
+        qz_audio_set_repeat(player.handle(), true);
+    }
+
+    /// Listens to more than the pipe and the device can hold of what was played before.
+    void listen_to_a_part() { ASSERT_TRUE(pipe.listens_to(400'000)); }
+
+    void listen_until(const std::string& word)
+    {
+        ASSERT_TRUE(pipe.listens_until([&] { return player.tells(word); })) << word;
+    }
+
+    void stop()
+    {
+        qz_audio_stop(player.handle(), nullptr);
+        listen_until("stopped");
+    }
+
+    /// What was heard must be the track at these volumes, one after the other, with each change between
+    /// two samples.
+    void expect_heard(const std::vector<double>& volumes)
+    {
+        const std::string heard = pipe.take();
+        const auto rounds = static_cast<int>(heard.size() / decode(track).samples.size()) + 1;
+        std::size_t reached = 0;
+        for (const double each : volumes) {
+            const std::size_t length =
+                equal_length(heard, decode(track, each, rounds).samples, reached);
+            EXPECT_GT(length, 0U) << each << " is not heard at byte " << reached;
+            reached += length;
+        }
+        EXPECT_EQ(reached, heard.size()) << "something else is heard";
+    }
+
+    const std::string track = make_track({});
+    sound_pipe pipe{path("pipe")};
+    told_player player;
+
+private:
+    /// How long two files of sound are equal from a byte on.
+    static std::size_t equal_length(const std::string& a, const std::string& b, std::size_t start)
+    {
+        std::size_t at = start;
+        while (at < a.size() && at < b.size() && a[at] == b[at]) {
+            ++at;
+        }
+        return at - start;
+    }
+};
+
+} // namespace
+
+TEST_F(volume, of_50_set_before_the_player_is_open_is_the_decoders_half)
+{
+    qz_audio_set_volume(player.handle(), 50);
+    EXPECT_TRUE(player.plays(track));
+    EXPECT_TRUE(same_samples(written(), decode(track, 0.5).samples));
+    EXPECT_THAT(player.end(),
+                ElementsAre("volume 50", "opened", "loaded", "playing", "stopped", "none"));
+}
+
+TEST_F(volume, of_50_set_on_a_loaded_track_is_the_decoders_half)
+{
+    qz_audio_set_audio_track(player.handle(), track);
+    qz_audio_set_volume(player.handle(), 50);
+    qz_audio_play(player.handle());
+    EXPECT_TRUE(player.waits_for("stopped"));
+    EXPECT_TRUE(same_samples(written(), decode(track, 0.5).samples));
+    EXPECT_THAT(player.end(),
+                ElementsAre("opened", "loaded", "volume 50", "playing", "stopped", "none"));
+}
+
+TEST_F(volume, stays_for_the_next_track)
+{
+    qz_audio_set_volume(player.handle(), 50);
+    EXPECT_TRUE(player.plays(track));
+    track_settings other;
+    other.name = "other.mp3";
+    other.rate = 22050;
+    other.channels = 1;
+    const std::string second = make_track(other);
+    EXPECT_TRUE(player.plays(second));
+    EXPECT_TRUE(same_samples(written_samples(22050, 1), decode(second, 0.5).samples));
+}
+
+TEST_F(volume, of_0_is_silence)
+{
+    qz_audio_set_volume(player.handle(), 0);
+    EXPECT_TRUE(player.plays(track));
+    EXPECT_TRUE(same_samples(written(), std::string(decode(track).samples.size(), '\0')));
+}
+
+TEST_F(volume_while_playing, is_heard_as_it_is_set)
+{
+    qz_audio_play(player.handle());
+    for (const int percent : {50, 120, 100}) {
+        listen_to_a_part();
+        qz_audio_set_volume(player.handle(), percent);
+        listen_until("volume " + std::to_string(percent));
+    }
+    listen_to_a_part();
+    stop();
+    expect_heard({1.0, 0.5, 1.2, 1.0});
+}
+
+TEST_F(volume_while_playing, is_heard_in_the_steps_of_the_fades)
+{
+    qz_audio_set_audio_volume_decrement_step(player.handle(), 25);
+    qz_audio_set_audio_volume_decrement_timeout(player.handle(), 200);
+    qz_audio_set_audio_volume_increment_step(player.handle(), 20);
+    qz_audio_set_audio_volume_increment_timeout(player.handle(), 200);
+    qz_audio_play(player.handle());
+    listen_to_a_part();
+    qz_audio_volume_decrement_timeout_start(player.handle(), 40);
+    listen_until("volume 40");
+    listen_to_a_part();
+    qz_audio_volume_increment_timeout_start(player.handle(), 90);
+    listen_until("volume 90");
+    listen_to_a_part();
+    stop();
+    expect_heard({1.0, 0.75, 0.5, 0.4, 0.6, 0.8, 0.9});
+    EXPECT_THAT(player.end(),
+                ElementsAre("opened", "loaded", "playing", "volume 75", "volume 50", "volume 40",
+                            "volume 60", "volume 80", "volume 90", "stopped", "none"));
+}

@@ -1,0 +1,193 @@
+#include "failing_threads.h"
+#include "service_test.h"
+
+#include <pthread.h>
+
+#include <array>
+#include <cstdlib>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+class ThreadTest : public ServiceTest
+{
+protected:
+    static std::string name_of_thread(const service_ptr& of)
+    {
+        std::array<char, 16> name{};
+        run(of, [&name] { pthread_getname_np(pthread_self(), name.data(), name.size()); });
+        return name.data();
+    }
+};
+
+std::size_t stack_size_of_this_thread()
+{
+    pthread_attr_t attributes{};
+    std::size_t size = 0;
+    pthread_getattr_np(pthread_self(), &attributes);
+    pthread_attr_getstacksize(&attributes, &size);
+    pthread_attr_destroy(&attributes);
+    return size;
+}
+
+} // namespace
+
+TEST_F(ThreadTest, BearsTheServicesName)
+{
+    EXPECT_EQ(name_of_thread(make_service("audio")), "audio");
+    EXPECT_EQ(name_of_thread(make_service("exactly fifteen")), "exactly fifteen");
+    EXPECT_EQ(name_of_thread(make_service("a name that is too long")), "a name that is ");
+}
+
+TEST_F(ThreadTest, HasAStackOfOneMebibyte)
+{
+    std::size_t size = 0;
+    run(service, [&size] { size = stack_size_of_this_thread(); });
+    EXPECT_EQ(size, 1U << 20U);
+    run_on_system([&size] { size = stack_size_of_this_thread(); });
+    EXPECT_EQ(size, 1U << 20U);
+}
+
+TEST_F(ThreadTest, IsOneForEachService)
+{
+    const auto threads = thread_count();
+    std::vector<service_ptr> services;
+    for (int number = 0; number < 10; ++number) {
+        services.push_back(make_service());
+    }
+    EXPECT_EQ(thread_count(), threads + 10);
+}
+
+TEST_F(ThreadTest, NeedsNoFileDescriptor)
+{
+    const auto descriptors = descriptor_count();
+    std::vector<service_ptr> services;
+    for (int number = 0; number < 10; ++number) {
+        services.push_back(make_service());
+        set_interval(services.back(), [] { return true; }, 1);
+        run(services.back());
+    }
+    EXPECT_EQ(descriptor_count(), descriptors);
+}
+
+// A stretch of a hundred ticks elsewhere, in which the idle thread never wakes up: the first few may
+// still see it on its way to sleep.
+TEST_F(ThreadTest, IdleOneNeverWakesUp)
+{
+    pid_t idle = 0;
+    run(service, [&idle] { idle = thread_id(); });
+    const service_ptr ticking = make_service();
+    bool slept = false;
+    for (int stretch = 0; stretch < 5 && !slept; ++stretch) {
+        const long before = sleeps_of(idle);
+        event done;
+        int ticks = 0;
+        set_interval(
+            ticking,
+            [&] {
+                const bool again = ++ticks < 100;
+                if (!again) {
+                    done.set();
+                }
+                return again;
+            },
+            1);
+        ASSERT_TRUE(done.wait());
+        ASSERT_GE(before, 0);
+        slept = sleeps_of(idle) == before;
+    }
+    EXPECT_TRUE(slept);
+}
+
+// Threads that cannot be started.
+
+TEST_F(ThreadTest, ThatCannotBeStartedIsAnExceptionAndLeavesNothing)
+{
+    const auto threads = thread_count();
+    const auto descriptors = descriptor_count();
+    {
+        const failing_threads failing;
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            EXPECT_THROW(qz_thread_service_new("test"), std::system_error);
+        }
+    }
+    EXPECT_EQ(thread_count(), threads);
+    EXPECT_EQ(descriptor_count(), descriptors);
+    run(make_service());
+}
+
+TEST_F(ThreadTest, ExceptionTellsTheSystemsError)
+{
+    const failing_threads failing;
+    try {
+        qz_thread_service_new("test");
+        FAIL();
+    } catch (const std::system_error& error) {
+        EXPECT_EQ(error.code(), std::errc::resource_unavailable_try_again);
+    }
+}
+
+// In a process of its own, where nothing has been started yet.
+class FirstStartTest : public testing::Test
+{
+protected:
+    FirstStartTest()
+    {
+        GTEST_FLAG_SET(death_test_style, "threadsafe");
+        // A sanitizer starts a thread of its own beside the first one.
+        std::thread([] {}).join();
+    }
+};
+
+TEST_F(FirstStartTest, FailsWithTheSystemServiceAndSucceedsLater)
+{
+    EXPECT_EXIT(
+        {
+            const auto threads = thread_count();
+            {
+                const failing_threads failing;
+                EXPECT_THROW(qz_thread_service_new("test"), std::system_error);
+                EXPECT_THROW(qz_system_service_exec([] {}, __FILE__, __LINE__), std::system_error);
+            }
+            EXPECT_EQ(thread_count(), threads);
+            run(make_service());
+            run_on_system();
+            std::exit(HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST_F(FirstStartTest, FailsWithTheServiceWhenTheSystemServiceHasStarted)
+{
+    EXPECT_EXIT(
+        {
+            const auto threads = thread_count();
+            {
+                const failing_threads failing(1);
+                EXPECT_THROW(qz_thread_service_new("test"), std::system_error);
+            }
+            EXPECT_EQ(thread_count(), threads + 1);
+            run_on_system();
+            run(make_service());
+            std::exit(HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST_F(FirstStartTest, OfAServiceStartsTheSystemServiceToo)
+{
+    EXPECT_EXIT(
+        {
+            const auto threads = thread_count();
+            const service_ptr service = make_service();
+            EXPECT_EQ(thread_count(), threads + 2);
+            const failing_threads failing;
+            run_on_system();
+            std::exit(HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+}

@@ -1,0 +1,318 @@
+#include "captured_output.h"
+#include "every_function.h"
+#include "players_test.h"
+
+#include <algorithm>
+#include <atomic>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+using action = std::function<void(const qz_audio_ptr&)>;
+
+/// One of the four callbacks: `arrange` sees to it that `act` is called by it, again and again as the
+/// case may be.
+struct callback {
+    std::string name;
+    void (*arrange)(const qz_audio_ptr& player, const action& act);
+};
+
+const std::vector<callback>& callbacks()
+{
+    static const std::vector<callback> all{
+        {"Status",
+         [](const qz_audio_ptr& player, const action& act) {
+             qz_audio_on_status_change(
+                 player, [act](const qz_audio_ptr& told, qz_audio_status) { act(told); });
+             play_for_ever(player);
+         }},
+        {"Error",
+         [](const qz_audio_ptr& player, const action& act) {
+             qz_audio_on_error(player, [act](const qz_audio_ptr& told, int) { act(told); });
+             qz_audio_set_audio_track(player, broken_track());
+         }},
+        {"Volume",
+         [](const qz_audio_ptr& player, const action& act) {
+             qz_audio_on_volume_change(player, [act](const qz_audio_ptr& told, int) { act(told); });
+             qz_audio_set_volume(player, 70);
+         }},
+        {"Stop",
+         [](const qz_audio_ptr& player, const action& act) { qz_audio_stop(player, act); }},
+    };
+    return all;
+}
+
+void register_all(const qz_audio_ptr& player, const std::shared_ptr<void>& capture)
+{
+    qz_audio_on_status_change(player, [capture](const qz_audio_ptr&, qz_audio_status) {});
+    qz_audio_on_error(player, [capture](const qz_audio_ptr&, int) {});
+    qz_audio_on_volume_change(player, [capture](const qz_audio_ptr&, int) {});
+}
+
+void clear_all(const qz_audio_ptr& player)
+{
+    qz_audio_on_status_change(player, nullptr);
+    qz_audio_on_error(player, nullptr);
+    qz_audio_on_volume_change(player, nullptr);
+}
+
+class CallbacksTest : public PlayersTest
+{
+};
+
+class EachCallbackTest : public PlayersTest, public testing::WithParamInterface<callback>
+{
+protected:
+    /// Lets the callback of `player` call `act` and waits until it has done so once.
+    static void act_inside(const qz_audio_ptr& player, const action& act)
+    {
+        const auto done = std::make_shared<event>();
+        GetParam().arrange(player, [act, done](const qz_audio_ptr& told) {
+            act(told);
+            done->set();
+        });
+        EXPECT_TRUE(done->wait());
+    }
+};
+
+} // namespace
+
+// Opening a player that is open would leave its former output behind.
+
+TEST_P(EachCallbackTest, MayCallEveryFunctionOnItsOwnPlayer)
+{
+    captured_output output;
+    for (const auto& function : all_functions()) {
+        if (function.name == "qz_audio_open" && GetParam().name == "Status") {
+            continue;
+        }
+        const qz_audio_ptr player = make_player();
+        act_inside(player, [&function](const qz_audio_ptr& told) { function.call(told, 5); });
+        destroy(player);
+        ASSERT_TRUE(wait_until([&player] { return player.use_count() == 1; })) << function.name;
+    }
+}
+
+TEST_P(EachCallbackTest, MayCallEveryFunctionOnAnotherPlayer)
+{
+    captured_output output;
+    for (const auto& function : all_functions()) {
+        const qz_audio_ptr player = make_player();
+        const qz_audio_ptr other = make_player();
+        if (function.name != "qz_audio_open") {
+            play_for_ever(other);
+        }
+        act_inside(player, [&](const qz_audio_ptr&) { function.call(other, 5); });
+        destroy(player);
+        destroy(other);
+        ASSERT_TRUE(wait_until([&] { return player.use_count() + other.use_count() == 2; }))
+            << function.name;
+    }
+}
+
+TEST_P(EachCallbackTest, MayDestroyItsPlayer)
+{
+    captured_output output;
+    for (int round = 0; round < 20; ++round) {
+        act_inside(make_player(), [](const qz_audio_ptr& told) { destroy(told); });
+    }
+    ASSERT_TRUE(wait_until([this] { return players_alive() == 0; }));
+    ASSERT_TRUE(wait_for_callbacks());
+}
+
+TEST_P(EachCallbackTest, MayDropTheLastHandle)
+{
+    captured_output output;
+    for (int round = 0; round < 20; ++round) {
+        const auto only = std::make_shared<qz_audio_ptr>(make_player());
+        act_inside(*only, [only](const qz_audio_ptr& told) {
+            destroy(told);
+            only->reset();
+        });
+        ASSERT_TRUE(wait_until([this] { return players_alive() == 0; }));
+    }
+    ASSERT_TRUE(wait_for_callbacks());
+}
+
+TEST_P(EachCallbackTest, MayReplaceAllCallbacks)
+{
+    const qz_audio_ptr player = make_player();
+    const auto capture = at_end([] {});
+    act_inside(player, [capture](const qz_audio_ptr& told) {
+        clear_all(told);
+        register_all(told, capture);
+    });
+    destroy(player);
+}
+
+TEST_P(EachCallbackTest, MayThrow)
+{
+    captured_output output;
+    const qz_audio_ptr player = make_player();
+    GetParam().arrange(player, [](const qz_audio_ptr&) { throw std::runtime_error("callback failed"); });
+    EXPECT_TRUE(output.wait_for_lines(1));
+    EXPECT_EQ(output.steps().front(),
+              "\x1b[1;31mQZ-SYSTEM**ERROR**\x1b[0;0m: callback failed\n");
+    clear_all(player);
+    destroy(player);
+    ASSERT_TRUE(wait_until([&player] { return player.use_count() == 1; }));
+    ASSERT_TRUE(wait_for_callbacks());
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, EachCallbackTest, testing::ValuesIn(callbacks()),
+                         [](const auto& tested) { return tested.param.name; });
+
+TEST_F(CallbacksTest, StoppedOnePlaysTheNextTrackAThousandTimes)
+{
+    constexpr int tracks = 1000;
+    const qz_audio_ptr player = make_player();
+    const auto played = std::make_shared<std::atomic<int>>(0);
+    const auto done = std::make_shared<event>();
+    qz_audio_on_status_change(player, [=](const qz_audio_ptr& told, qz_audio_status status) {
+        if (status != qz_audio_status_stopped) {
+            return;
+        }
+        if (++*played == tracks) {
+            done->set();
+            return;
+        }
+        qz_audio_set_audio_track(told, *played % 2 == 0 ? silent_track() : other_silent_track());
+        qz_audio_play(told);
+    });
+    qz_audio_set_audio_track(player, silent_track());
+    qz_audio_play(player);
+    EXPECT_TRUE(done->wait());
+    EXPECT_EQ(*played, tracks);
+    destroy(player);
+}
+
+TEST_F(CallbacksTest, RunOneAtATimeForAllPlayers)
+{
+    std::atomic<int> running{0};
+    const auto alone = [&running](const qz_audio_ptr&, int) {
+        EXPECT_EQ(++running, 1);
+        std::this_thread::yield();
+        --running;
+    };
+    std::vector<qz_audio_ptr> players;
+    for (int number = 0; number < 8; ++number) {
+        players.push_back(make_player());
+        qz_audio_on_volume_change(players.back(), alone);
+    }
+    for (int volume = 0; volume < 100; ++volume) {
+        for (const auto& player : players) {
+            qz_audio_set_volume(player, volume);
+        }
+    }
+    for (const auto& player : players) {
+        destroy(player);
+    }
+    ASSERT_TRUE(wait_until([&] {
+        return std::all_of(players.begin(), players.end(),
+                           [](const auto& player) { return player.use_count() == 1; });
+    }));
+}
+
+// What a callback has captured is foreign code, and its end may call back in.
+
+namespace
+{
+
+class CapturesTest : public PlayersTest
+{
+protected:
+    /// Something for callbacks of `player` to capture, which calls back in at its end.
+    static std::shared_ptr<void> calling_back(const qz_audio_ptr& player,
+                                              const std::shared_ptr<event>& gone)
+    {
+        return at_end([watch = boost::weak_ptr<_qz_audio>(player), gone] {
+            if (const qz_audio_ptr still = watch.lock()) {
+                clear_all(still);
+                qz_audio_get_playback_status(still);
+                std::string text = "text";
+                qz_audio_get_last_error_string(still, text);
+            }
+            gone->set();
+        });
+    }
+
+    std::shared_ptr<event> gone = std::make_shared<event>();
+};
+
+} // namespace
+
+TEST_F(CapturesTest, MayCallBackInWhenReplaced)
+{
+    const qz_audio_ptr player = make_player();
+    register_all(player, calling_back(player, gone));
+    register_all(player, at_end([] {}));
+    EXPECT_TRUE(gone->wait());
+    destroy(player);
+}
+
+TEST_F(CapturesTest, MayCallBackInWhenCleared)
+{
+    const qz_audio_ptr player = make_player();
+    register_all(player, calling_back(player, gone));
+    clear_all(player);
+    EXPECT_TRUE(gone->wait());
+    destroy(player);
+}
+
+TEST_F(CapturesTest, MayCallBackInWhenTheirPlayerIsDestroyed)
+{
+    for (const auto status : all_statuses()) {
+        const qz_audio_ptr player = make_player();
+        bring_to(player, status);
+        const auto each_gone = std::make_shared<event>();
+        register_all(player, calling_back(player, each_gone));
+        destroy(player);
+        EXPECT_TRUE(each_gone->wait()) << name_of(status);
+    }
+}
+
+TEST_F(CapturesTest, MayCallBackInAfterTheCallbackThatReplacedThem)
+{
+    const qz_audio_ptr player = make_player();
+    qz_audio_on_volume_change(player, [capture = calling_back(player, gone)](
+                                          const qz_audio_ptr& told, int) { clear_all(told); });
+    qz_audio_set_volume(player, 10);
+    EXPECT_TRUE(gone->wait());
+    destroy(player);
+}
+
+TEST_F(CapturesTest, MayCallBackInWhileNotificationsGoOn)
+{
+    const qz_audio_ptr player = make_player();
+    play_for_ever(player);
+    for (int round = 0; round < 200; ++round) {
+        const auto each_gone = std::make_shared<event>();
+        register_all(player, calling_back(player, each_gone));
+        qz_audio_set_volume(player, round % 100);
+        register_all(player, at_end([] {}));
+        ASSERT_TRUE(each_gone->wait());
+    }
+    destroy(player);
+}
+
+TEST_F(CapturesTest, MayOwnAnotherPlayer)
+{
+    const qz_audio_ptr player = make_player();
+    {
+        const qz_audio_ptr owned = make_player();
+        play_for_ever(owned);
+        register_all(player, at_end([owned] { destroy(owned); }));
+    }
+    destroy(player);
+}
+
+TEST_F(CapturesTest, MayOwnTheirOwnPlayer)
+{
+    const qz_audio_ptr player = make_player();
+    register_all(player, at_end([player] {}));
+    destroy(player);
+}

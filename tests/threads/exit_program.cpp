@@ -1,0 +1,136 @@
+/// \file
+/// \brief Ends, with exit status 7, in the way that its first argument names, while players play the
+/// track that its second argument names.
+
+#include "event.h"
+#include "qz_audio/qz_audio.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+constexpr int own_status = 7;
+
+void require(bool condition)
+{
+    if (!condition) {
+        std::abort();
+    }
+}
+
+/// Plays for ever, with a fade and callbacks that call back in for ever.
+qz_audio_ptr start_playing(const std::string& track)
+{
+    const auto playing = std::make_shared<event>();
+    qz_audio_ptr player = qz_audio_new();
+    qz_audio_on_volume_change(player, [](const qz_audio_ptr& told, int volume) {
+        qz_audio_set_volume(told, volume);
+    });
+    qz_audio_on_status_change(player, [playing](const qz_audio_ptr& told, qz_audio_status status) {
+        if (status == qz_audio_status_playing) {
+            qz_audio_set_volume(told, 50);
+            playing->set();
+        }
+    });
+    qz_audio_set_repeat(player, true);
+    qz_audio_set_audio_track(player, track);
+    qz_audio_play(player);
+    require(playing->wait());
+    return player;
+}
+
+/// Ends last of all, and still uses its player then.
+class last_user
+{
+public:
+    last_user() = default;
+    ~last_user()
+    {
+        if (!player) {
+            return;
+        }
+        const auto stopped = std::make_shared<event>();
+        qz_audio_stop(player, [stopped](const qz_audio_ptr&) { stopped->set(); });
+        require(stopped->wait());
+        qz_audio_set_bin_path("./another path that is long enough for the heap/");
+        require(qz_audio_get_current_track(player) == track);
+        destroy(player);
+        destroy(start_playing(track));
+    }
+    last_user(const last_user&) = delete;
+    last_user& operator=(const last_user&) = delete;
+
+    qz_audio_ptr player;
+    std::string track;
+
+private:
+    static void destroy(const qz_audio_ptr& ended)
+    {
+        qz_audio_destroy(ended, __FILE__, __LINE__);
+        const boost::weak_ptr<_qz_audio> watch = ended;
+        require(wait_until([&watch] { return watch.use_count() == 1; }));
+    }
+};
+
+last_user user;
+
+/// Opens for ever, so that the output-module path is read while the process ends.
+void open_for_ever()
+{
+    const qz_audio_ptr player = qz_audio_new();
+    qz_audio_on_status_change(player, [](const qz_audio_ptr& told, qz_audio_status status) {
+        if (status == qz_audio_status_opened) {
+            qz_audio_destroy(told, __FILE__, __LINE__);
+        }
+        if (status == qz_audio_status_none) {
+            open_for_ever();
+        }
+    });
+    qz_audio_open(player);
+}
+
+[[noreturn]] void wait_for_exit()
+{
+    for (;;) {
+        pause();
+    }
+}
+
+} // namespace
+
+int main(int, char** arguments)
+{
+    alarm(static_cast<unsigned>(patience.count()));
+    const std::string way = arguments[1];
+    const std::string track = arguments[2];
+    qz_audio_set_bin_path("./a path that is long enough for the heap/");
+    std::vector<qz_audio_ptr> players;
+    for (int number = 0; number < 4; ++number) {
+        players.push_back(start_playing(track));
+    }
+    open_for_ever();
+
+    if (way == "exit") {
+        std::exit(own_status);
+    }
+    if (way == "exit_in_callback") {
+        qz_audio_stop(players.front(), [](const qz_audio_ptr&) { std::exit(own_status); });
+        wait_for_exit();
+    }
+    if (way == "return_while_destroying") {
+        for (const auto& player : players) {
+            qz_audio_destroy(player, __FILE__, __LINE__);
+        }
+    }
+    if (way == "use_in_static_destructor") {
+        user.track = track;
+        user.player = players.front();
+    }
+    return own_status;
+}
