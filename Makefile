@@ -2,6 +2,7 @@
 
 JOBS ?= $(shell nproc)
 TRACK ?= $(firstword $(wildcard samples/*.mp3))
+TIDY ?= src tools
 
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
 setup = tools/setup/install-packages.sh
@@ -24,25 +25,25 @@ play: build ## Plays TRACK, or the sample; into a WAV file where there is no sou
 test: ## Builds and runs all tests
 	@$(setup) build test
 	$(call build,test)
-	ctest --preset test
+	ctest --preset test -j $(JOBS)
 
 .PHONY: asan
 asan: ## Runs the tests under AddressSanitizer, LeakSanitizer and UndefinedBehaviorSanitizer
 	@$(setup) build test
 	$(call build,asan)
-	ctest --preset asan
+	ctest --preset asan -j $(JOBS)
 
 .PHONY: tsan
 tsan: ## Runs the tests under ThreadSanitizer
 	@$(setup) build test
 	$(call build,tsan)
-	ctest --preset tsan
+	ctest --preset tsan -j $(JOBS)
 
 .PHONY: coverage
 coverage: ## Prints the coverage of src/ by the tests
 	@$(setup) build test check
 	$(call build,coverage)
-	ctest --preset coverage
+	ctest --preset coverage -j $(JOBS)
 	gcovr --root . --filter src/ --object-directory build-coverage --exclude-throw-branches --print-summary --txt build-coverage/coverage.txt --fail-under-line 98
 	@cat build-coverage/coverage.txt
 
@@ -57,10 +58,10 @@ format-check: ## Checks the format of the sources
 	clang-format --dry-run -Werror $(SOURCES)
 
 .PHONY: tidy
-tidy: ## Builds with clang and checks the sources with clang-tidy
+tidy: ## Builds with clang and checks the folders TIDY (src tools) with clang-tidy
 	@$(setup) build test check
 	$(call build,clang)
-	git ls-files '*.cpp' | xargs -n 1 -P $(JOBS) clang-tidy -p build-clang --quiet
+	git ls-files $(addsuffix /*.cpp,$(TIDY)) | xargs -n 1 -P $(JOBS) clang-tidy -p build-clang --quiet
 
 .PHONY: bench
 bench: ## Builds and runs the benchmarks

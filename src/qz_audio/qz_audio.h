@@ -178,12 +178,12 @@ QZ_AUDIO_API void qz_audio_destroy(qz_audio_ptr ptr, std::string file, int line)
 // Output
 // ---------------------------------------------------------------------------------------------------
 
-/// Sets the folder in which libout123 looks for its output modules, for every output that is opened
-/// from now on by any player. Taken as it is; an empty path leaves libout123's own default. Outputs
-/// that are open keep theirs.
+/// Sets the folder from which libout123 looks for its output modules, for every output that is opened
+/// from now on by any player: it tries `../lib/mpg123` and `plugins` below it and then its own default
+/// folder. Taken as it is; an empty path leaves the default alone. Outputs that are open keep theirs.
 ///
-/// Any thread, callbacks included; runs on the caller's thread. Default: "./bin/". Environment
-/// variable `MPG123_MODDIR` overrides it inside libout123.
+/// Any thread, callbacks included; runs on the caller's thread. Default: "./bin/". The environment
+/// variable `MPG123_MODDIR`, where it is set, is the one folder that libout123 looks in.
 QZ_AUDIO_API void qz_audio_set_bin_path(std::string path);
 
 /// Returns the folder that `qz_audio_set_bin_path` has set, or "./bin/".

@@ -33,7 +33,7 @@ failing_allocation::~failing_allocation()
     allocations_left = 0;
 }
 
-bool failing_allocation::has_failed() const
+bool failing_allocation::has_failed()
 {
     return failed;
 }

@@ -13,5 +13,5 @@ public:
     failing_allocation& operator=(const failing_allocation&) = delete;
 
     /// False when there were not so many allocations.
-    bool has_failed() const;
+    [[nodiscard]] static bool has_failed();
 };

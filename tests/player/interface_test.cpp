@@ -35,7 +35,7 @@ std::string library_of(Function* function)
 TEST(Substitutes, AreWhatThePlayerRunsOn)
 {
     const auto is_substitute = [](const std::string& library) {
-        return library.find("/substitutes/") != library.npos;
+        return library.find("/substitutes/") != std::string::npos;
     };
     EXPECT_TRUE(is_substitute(library_of(mpg123_new)));
     EXPECT_TRUE(is_substitute(library_of(out123_new)));
@@ -141,7 +141,7 @@ TEST_P(FunctionTest, WithoutMemoryDoesNothingAndWorksLater)
             }
             platform::run_all();
             EXPECT_FALSE(platform::is_locked(*player));
-            player->property_list["object-destroyed"] = false;
+            EXPECT_FALSE(property<bool>("object-destroyed"));
         }
     }
     EXPECT_EQ(platform::waiting("audio"), GetParam().posts ? 1U : 0U);
@@ -193,7 +193,7 @@ TEST_F(InterfaceTest, PlayReturnsBeforeItPlays)
 TEST_F(InterfaceTest, DroppingEveryHandleDoesNotCancelThePlay)
 {
     observe(player);
-    const auto object = player.get();
+    auto* const object = player.get();
     qz_audio_set_audio_track(player, "song");
     qz_audio_play(player);
     player.reset();

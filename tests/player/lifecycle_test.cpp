@@ -119,8 +119,8 @@ public:
         __lsan_enable();
     }
 #else
-    expected_leak() {}
-    ~expected_leak() {}
+    expected_leak() = default;
+    ~expected_leak() = default;
 #endif
     expected_leak(const expected_leak&) = delete;
     expected_leak& operator=(const expected_leak&) = delete;
@@ -188,11 +188,11 @@ TEST_F(CreationTest, HasTheRegistryHoldThePlayerAndCountIt)
     EXPECT_TRUE(player->is_reffed());
     EXPECT_EQ(platform::registry_holds(), 1U) << "of the player, not of its thread service";
     EXPECT_EQ(platform::live_count("[qz_audio]"), 1);
-    const auto* const object = player.get();
+    auto* const object = player.get();
     player.reset();
     EXPECT_EQ(platform::objects(), 2U);
     EXPECT_EQ(platform::live_count("[qz_audio]"), 1);
-    qz_object_unref_real(const_cast<_qz_audio*>(object)->shared_object());
+    qz_object_unref_real(object->shared_object());
 }
 
 TEST_F(CreationTest, GoesOnAfterAPropertyThatCannotBeCreated)
@@ -234,7 +234,7 @@ class FailedCreationTest : public PlatformTest, public testing::WithParamInterfa
 
 TEST_P(FailedCreationTest, LeavesNothingBehind)
 {
-    const std::string step = construction.at(GetParam());
+    const std::string& step = construction.at(GetParam());
     qz_audio_destroy(qz_audio_new(), "main", 1);
     platform::run_all();
     const auto made = substitute::calls();
@@ -625,6 +625,20 @@ TEST_F(LifecycleDeathTest, AnExceptionInTheDestructorEndsTheProcess)
         "terminate");
 }
 
+TEST_F(LifecycleTest, AStopThatFailsDoesNotHoldTheDestructionUp)
+{
+    observe(player);
+    act_in(qz_audio_status_playing, [this] {
+        at_call("qz_system_service_exec", [] { throw std::bad_alloc(); });
+        qz_audio_destroy(player, "main", 1);
+    });
+    EXPECT_EQ(take_escaped_exceptions(), lines{"std::bad_alloc"});
+    EXPECT_EQ(take_events(),
+              (lines{"status opened", "status loaded", "status playing", "status none"}));
+    EXPECT_EQ(platform::threads(), 0U);
+    EXPECT_EQ(platform::registry_holds(), 0U);
+}
+
 // Callbacks around destruction
 
 TEST_F(LifecycleTest, ACallbackRegisteredAfterTheCallbacksWereClearedIsNeverCalled)
@@ -653,37 +667,10 @@ TEST_F(LifecycleTest, NotificationsPostedBeforeTheEndStillRun)
     EXPECT_EQ(take_events(), (lines{"status opened", "status none"}));
 }
 
-namespace
-{
-
-/// Foreign code in a captured object: calls back in when it goes.
-class calls_back_at_its_end
-{
-public:
-    calls_back_at_its_end(_qz_audio* player, unsigned& ends) : player_(player), ends_(ends) {}
-    ~calls_back_at_its_end()
-    {
-        EXPECT_FALSE(platform::is_locked(*player_));
-        const auto handle = boost::static_pointer_cast<_qz_audio>(player_->shared_from_this());
-        qz_audio_on_error(handle, nullptr);
-        ++ends_;
-    }
-    calls_back_at_its_end(const calls_back_at_its_end&) = delete;
-    calls_back_at_its_end& operator=(const calls_back_at_its_end&) = delete;
-
-private:
-    _qz_audio* player_;
-    unsigned& ends_;
-};
-
-} // namespace
-
 TEST_F(LifecycleTest, DestroyLetsCapturesGoAfterTheLock)
 {
     unsigned ends = 0;
-    const auto capture = [&] {
-        return std::make_shared<calls_back_at_its_end>(player.get(), ends);
-    };
+    const auto capture = [&] { return capture_that_calls_back(player, ends); };
     qz_audio_on_status_change(player, [c = capture()](qz_audio_ptr, qz_audio_status) {});
     qz_audio_on_error(player, [c = capture()](qz_audio_ptr, int) {});
     qz_audio_on_volume_change(player, [c = capture()](qz_audio_ptr, int) {});
@@ -816,7 +803,7 @@ TEST_F(LifecycleTest, APlayerWithoutHandlesPlaysOnUntilItIsDestroyed)
     observe(player);
     qz_audio_set_audio_track(player, "song");
     qz_audio_play(player);
-    const auto object = player.get();
+    auto* const object = player.get();
     player.reset();
     platform::run_all();
     EXPECT_EQ(substitute::played(), "aaaabbbbcccc");

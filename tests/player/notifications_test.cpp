@@ -61,12 +61,6 @@ const std::vector<event> events{
      {"volume 70"}},
 };
 
-check failed(check reported)
-{
-    reported.passed = false;
-    return reported;
-}
-
 } // namespace
 
 class NotificationTest : public PlayerTest, public testing::WithParamInterface<event>
@@ -179,11 +173,7 @@ TEST_P(NotificationTest, KeepsAPlayerAliveThatTheApplicationHasLetGo)
 TEST_P(NotificationTest, LetsItsCopyOfTheCallbackGoAfterTheLock)
 {
     unsigned ends = 0;
-    const auto at_end = [&ends, object = player.get()](void*) {
-        EXPECT_FALSE(platform::is_locked(*object));
-        ++ends;
-    };
-    std::shared_ptr<void> captured(&ends, at_end);
+    auto captured = capture_that_calls_back(player, ends);
     qz_audio_on_status_change(player, [captured](qz_audio_ptr, qz_audio_status) {});
     qz_audio_on_error(player, [captured](qz_audio_ptr, int) {});
     qz_audio_on_volume_change(player, [captured](qz_audio_ptr, int) {});

@@ -7,12 +7,6 @@ const check no_decoder{true, "adata->mh == nullptr", "adata->mh must be nulll"};
 const check no_output{true, "adata->ao == nullptr", "adata->ao must be nulll"};
 const check no_status{true, "adata->status == qz_audio_status_none", "status must be 'none'"};
 
-check failed(check reported)
-{
-    reported.passed = false;
-    return reported;
-}
-
 } // namespace
 
 using OutputTest = PlayerTest;

@@ -224,6 +224,7 @@ std::vector<transition> transitions_of(const char* request, std::function<void(q
                                        const std::vector<change>& changes)
 {
     std::vector<transition> rows;
+    rows.reserve(changes.size());
     for (const auto& each : changes) {
         rows.push_back({request, call, each.from, each.told, each.to});
     }
@@ -816,6 +817,79 @@ TEST_F(PlaybackTest, AtTheEndOfARepeatedTrackAPauseIsRefusedAndAStopIsNot)
     platform::run_all();
     EXPECT_EQ(take_events(), (lines{"status playing", "status stopped"}));
     EXPECT_EQ(substitute::played(), "aaaabbbbccccaaaabbbbcccc");
+}
+
+/// The loop goes on reading although the status is no longer playing, and so takes a block of the new
+/// track with it.
+TEST_F(PlaybackTest, ATrackSetAtTheEndOfARepeatedOneLosesItsFirstBlockToTheLoop)
+{
+    observe(player);
+    substitute::put_track("next", {{{MPG123_OK, "1111"}, {MPG123_OK, "2222"}}});
+    qz_audio_set_repeat(player, true);
+    bring_to(loaded);
+    take_events();
+    qz_audio_play(player);
+    when_served([this] { qz_audio_set_audio_track(player, "next"); }, 4);
+    platform::run_all();
+    EXPECT_EQ(take_events(), (lines{"status playing", "status loaded"}));
+    EXPECT_EQ(substitute::played(), "aaaabbbbcccc1111");
+
+    qz_audio_set_repeat(player, false);
+    qz_audio_play(player);
+    platform::run_all();
+    EXPECT_EQ(take_events(), (lines{"status playing", "status stopped"}));
+    EXPECT_EQ(substitute::played(), "aaaabbbbcccc11112222");
+}
+
+TEST_F(PlaybackTest, APlayServedByALoopThatReadsOnTakesItsPlace)
+{
+    observe(player);
+    substitute::put_track("next", {{{MPG123_OK, "1111"}, {MPG123_OK, "2222"}}});
+    qz_audio_set_repeat(player, true);
+    bring_to(loaded);
+    take_events();
+    forget();
+    qz_audio_play(player);
+    when_served(
+        [this] {
+            qz_audio_set_audio_track(player, "next");
+            qz_audio_play(player);
+            qz_audio_set_repeat(player, false);
+        },
+        4);
+    when_served(
+        [this] {
+            EXPECT_TRUE(record().in_play);
+            EXPECT_EQ(player->play_generation, 2U);
+        },
+        6);
+    platform::run_all();
+    EXPECT_EQ(take_events(),
+              (lines{"status playing", "status loaded", "status playing", "status stopped"}));
+    EXPECT_EQ(substitute::played(), "aaaabbbbcccc11112222");
+    EXPECT_EQ(calls_to("mpg123_outblock").size(), 2U);
+    EXPECT_FALSE(record().in_play);
+    EXPECT_EQ(record().buffer, nullptr);
+}
+
+/// However often a play is served by a loop, the thread's stack stays as it is.
+TEST_F(PlaybackTest, LoopsThatTakeEachOthersPlaceAreNotNested)
+{
+    constexpr unsigned plays = 2000;
+    substitute::put_track("at its end", {});
+    qz_audio_set_audio_track(player, "at its end");
+    qz_audio_set_repeat(player, true);
+    qz_audio_play(player);
+    for (unsigned play = 1; play < plays; ++play) {
+        qz_audio_set_audio_track(player, "at its end");
+        qz_audio_play(player);
+    }
+    qz_audio_set_repeat(player, false);
+    platform::run_all();
+    EXPECT_EQ(player->play_generation, plays);
+    EXPECT_EQ(calls_to("mpg123_outblock").size(), plays);
+    EXPECT_LE(platform::deepest_nesting(), 2U);
+    EXPECT_EQ(status(), stopped);
 }
 
 TEST_F(PlaybackTest, RepeatSetWhileItPlaysTakesEffectAtTheEnd)

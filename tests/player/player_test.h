@@ -80,6 +80,9 @@ struct check {
 };
 std::ostream& operator<<(std::ostream& out, const check& shown);
 
+/// The same check when it fails.
+check failed(check passed);
+
 /// Freshly reset substitutes. At the end nothing may be left: no object, thread, hold or handle, no
 /// unexpected line, failed check, violation or exception, and every source position is real.
 class PlatformTest : public testing::Test
@@ -93,22 +96,22 @@ protected:
 
     /// What was done since then: each call as `function(arguments)`; a check as `check MESSAGE` or
     /// `check failed MESSAGE`. The reads behind the checks are left out.
-    lines steps() const;
+    [[nodiscard]] lines steps() const;
 
     /// The same, each with its thread before it: `audio: mpg123_new(null)`.
-    lines steps_with_threads() const;
+    [[nodiscard]] lines steps_with_threads() const;
 
     /// The calls themselves.
-    std::vector<substitute::call> calls_since() const;
+    [[nodiscard]] std::vector<substitute::call> calls_since() const;
 
     /// The calls of functions whose names begin so.
-    lines calls_to(const std::string& prefix) const;
+    [[nodiscard]] lines calls_to(const std::string& prefix) const;
 
     /// The calls of libmpg123 and libout123.
-    lines library_calls() const;
+    [[nodiscard]] lines library_calls() const;
 
     /// The reports of checks with this message.
-    std::vector<check> checks(const std::string& message) const;
+    [[nodiscard]] std::vector<check> checks(const std::string& message) const;
 
     /// The failed checks so far; they are expected, then.
     std::vector<check> take_failed_checks();
@@ -149,14 +152,14 @@ protected:
     void end_player();
 
     /// Brings the player to a status other than playing.
-    void bring_to(qz_audio_status status);
+    void bring_to(qz_audio_status wanted);
 
     /// Runs `calls` as the application while the player has a status, then all that waits. While
     /// playing, that is after the first block.
-    void act_in(qz_audio_status status, const std::function<void()>& calls);
+    void act_in(qz_audio_status wanted, const std::function<void()>& calls);
 
     /// Plans `calls` for the next time that a play loop serves its tasks.
-    void when_served(const std::function<void()>& calls, unsigned occurrence = 1);
+    static void when_served(const std::function<void()>& calls, unsigned occurrence = 1);
 
     /// Loads "song" and plays it; `calls` are made while it plays.
     void play_with(const std::function<void()>& calls);
@@ -196,6 +199,10 @@ private:
     std::string name_;
     boost::any value_;
 };
+
+/// Foreign code for a callback to capture: when the last copy goes, it counts that in `ends` and calls
+/// the player, which therefore may hold no lock then.
+std::shared_ptr<void> capture_that_calls_back(const qz_audio_ptr& player, unsigned& ends);
 
 /// The functions that take a handle, for what holds for each of them.
 struct exported_function {

@@ -83,7 +83,17 @@ protected:
 
 using property_types =
     testing::Types<int, bool, std::string, qz_audio_status, _audio_data*, on_code, on_status>;
-TYPED_TEST_SUITE(Property, property_types);
+
+struct property_type_names {
+    template <typename T>
+    static std::string GetName(int index)
+    {
+        const lines names{"Int",    "Bool",         "String",        "Status",
+                          "Record", "CodeCallback", "StatusCallback"};
+        return names.at(static_cast<std::size_t>(index));
+    }
+};
+TYPED_TEST_SUITE(Property, property_types, property_type_names);
 
 TYPED_TEST(Property, InitCreates)
 {

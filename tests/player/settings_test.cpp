@@ -244,36 +244,10 @@ TEST_F(SettingsTest, TheApplicationsOwnCopiesMayGoAtOnce)
     EXPECT_EQ(watched.use_count(), 0);
 }
 
-namespace
-{
-
-/// Foreign code in a captured object: when it goes, it clears the player's error callback.
-class clears_at_its_end
-{
-public:
-    clears_at_its_end(qz_audio_ptr player, unsigned& ends) : player_(std::move(player)), ends_(ends)
-    {
-    }
-    ~clears_at_its_end()
-    {
-        EXPECT_FALSE(platform::is_locked(*player_));
-        qz_audio_on_error(player_, nullptr);
-        ++ends_;
-    }
-    clears_at_its_end(const clears_at_its_end&) = delete;
-    clears_at_its_end& operator=(const clears_at_its_end&) = delete;
-
-private:
-    qz_audio_ptr player_;
-    unsigned& ends_;
-};
-
-} // namespace
-
 TEST_F(SettingsTest, ReplacedCapturesAreLetGoAfterTheLock)
 {
     unsigned ends = 0;
-    const auto capture = [&] { return std::make_shared<clears_at_its_end>(player, ends); };
+    const auto capture = [&] { return capture_that_calls_back(player, ends); };
     const auto on_code = [&] { return [c = capture()](qz_audio_ptr, int) {}; };
     const auto on_status = [&] { return [c = capture()](qz_audio_ptr, qz_audio_status) {}; };
 
@@ -292,8 +266,8 @@ TEST_F(SettingsTest, ARefusedCallbackIsLetGoAfterTheLockToo)
 {
     unsigned ends = 0;
     broken_property broken(player, "on_volume_change");
-    qz_audio_on_volume_change(
-        player, [c = std::make_shared<clears_at_its_end>(player, ends)](qz_audio_ptr, int) {});
+    qz_audio_on_volume_change(player,
+                              [c = capture_that_calls_back(player, ends)](qz_audio_ptr, int) {});
     EXPECT_EQ(ends, 1U);
     EXPECT_EQ(take_failed_checks().size(), 1U);
 }

@@ -160,11 +160,11 @@ protected:
         EXPECT_EQ(calls_to("out123_errcode"), lines{"out123_errcode(ao1)"});
     }
 
-    bool was_open() const { return GetParam() != qz_audio_status_none; }
-    bool was_playing() const { return GetParam() == qz_audio_status_playing; }
+    [[nodiscard]] static bool was_open() { return GetParam() != qz_audio_status_none; }
+    [[nodiscard]] static bool was_playing() { return GetParam() == qz_audio_status_playing; }
 
     /// What comes first when the player has yet to be opened.
-    lines told(const lines& events) const
+    [[nodiscard]] static lines told(const lines& events)
     {
         lines all = was_open() ? lines{} : lines{"status opened"};
         all.insert(all.end(), events.begin(), events.end());

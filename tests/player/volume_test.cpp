@@ -19,7 +19,7 @@ class VolumeTest : public PlayerTest
 {
 protected:
     /// Lets one period of the default fades go by.
-    void tick()
+    static void tick()
     {
         platform::advance(std::chrono::milliseconds(500));
         platform::run_all();
@@ -212,7 +212,7 @@ struct fade_setting {
 class FadeSettingTest : public VolumeTest, public testing::WithParamInterface<fade_setting>
 {
 protected:
-    check reading(bool passed) const
+    [[nodiscard]] static check reading(bool passed)
     {
         const std::string name = GetParam().property;
         return {passed,

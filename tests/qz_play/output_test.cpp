@@ -29,7 +29,7 @@ protected:
     }
 
     /// Returns the modules that qz_play leaves to libout123, while it waits for a track.
-    std::vector<std::string> modules_in_use(std::vector<std::string> arguments) const
+    [[nodiscard]] std::vector<std::string> modules_in_use(std::vector<std::string> arguments) const
     {
         mkfifo(path("track").c_str(), 0600);
         arguments.push_back(path("track"));
@@ -44,6 +44,23 @@ protected:
         end_at_once(player);
         EXPECT_EQ(player.wait_for_exit(), 4);
         return modules;
+    }
+
+    /// Returns how much sound the server holds for qz_play.
+    double buffered_microseconds()
+    {
+        const sound_server server(path(""));
+        settings.environment["XDG_RUNTIME_DIR"] = server.runtime_folder();
+        program player(qz_play({"--repeat", make_track({})}), settings);
+        EXPECT_TRUE(player.wait_for_error_text(": playing\n"));
+        program list({"pactl", "list", "sink-inputs"}, server.client_settings());
+        EXPECT_EQ(list.wait_for_exit(), 0);
+        const std::string label = "Buffer Latency: ";
+        const std::size_t place = list.output().find(label);
+        EXPECT_NE(place, std::string::npos) << list.output();
+        player.send(SIGINT);
+        EXPECT_EQ(player.wait_for_exit(), 4);
+        return std::stod(list.output().substr(place + label.size()));
     }
 
     /// Plays with `options` on a sound server; returns the loudness of what is heard, tenth by tenth of
@@ -192,6 +209,27 @@ TEST_F(output, on_a_server_at_another_place_is_heard)
     const sound_server server(path(""));
     settings.environment["PULSE_SERVER"] = "unix:" + server.socket();
     EXPECT_EQ(run({make_track({})}).status, 0);
+}
+
+TEST_F(output, that_refuses_the_format_of_one_track_plays_the_next)
+{
+    settings.environment["ALSA_CONFIG_PATH"] = make_alsa_configuration(path("alsa.wav"), true);
+    // libout123's module never closes a device whose format it could not set.
+    settings.environment["ASAN_OPTIONS"] = "detect_leaks=0";
+    const std::string stereo = make_track({"stereo.mp3", "0.5", "44100", "2"});
+    const std::string mono = make_track({"mono.mp3", "0.5", "44100", "1"});
+    const result played = run({stereo, mono});
+    EXPECT_EQ(played.status, 3);
+    EXPECT_THAT(played.errors, HasSubstr("qz_play: " + stereo +
+                                         ": the sound output cannot be started for this file.\n"));
+    EXPECT_TRUE(read_wav(path("alsa.wav")).samples == decoded(mono));
+}
+
+TEST_F(output, on_a_server_is_buffered_as_long_as_the_user_wants)
+{
+    const double chosen_here = buffered_microseconds();
+    settings.environment["PULSE_LATENCY_MSEC"] = "500";
+    EXPECT_LT(chosen_here, buffered_microseconds() / 2);
 }
 
 TEST_F(output, fades_in_and_out)

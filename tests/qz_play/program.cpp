@@ -62,9 +62,9 @@ void apply(const program_settings& settings)
 {
     for (const auto& [name, value] : settings.environment) {
         if (value) {
-            setenv(name.c_str(), value->c_str(), 1);
+            setenv(name.c_str(), value->c_str(), 1); // NOLINT(concurrency-mt-unsafe)
         } else {
-            unsetenv(name.c_str());
+            unsetenv(name.c_str()); // NOLINT(concurrency-mt-unsafe)
         }
     }
     if (settings.file_size_limit) {
@@ -90,7 +90,9 @@ try {
     check(dup2(output, STDOUT_FILENO));
     check(dup2(errors, STDERR_FILENO));
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& argument : command) {
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): exec changes nothing.
         arguments.push_back(const_cast<char*>(argument.c_str()));
     }
     arguments.push_back(nullptr);
@@ -108,11 +110,12 @@ program::program(const std::vector<std::string>& command, const program_settings
 {
     const channel output = open_pipe();
     const channel errors = settings.terminal ? open_terminal(settings.columns) : open_pipe();
-    id_ = fork();
-    check(id_);
-    if (id_ == 0) {
+    const pid_t child = fork();
+    check(child);
+    if (child == 0) {
         run(command, settings, output.theirs, errors.theirs);
     }
+    id_ = child;
     close(output.theirs);
     close(errors.theirs);
     output_.descriptor = output.ours;
@@ -142,6 +145,11 @@ bool program::wait_for_error_text(const std::string& text)
 bool program::wait_for_output(const std::function<bool(const std::string&)>& enough)
 {
     return read_until([&] { return enough(output_.text); });
+}
+
+bool program::wait_for_errors(const std::function<bool(const std::string&)>& enough)
+{
+    return read_until([&] { return enough(errors_.text); });
 }
 
 int program::wait_for_exit()

@@ -35,20 +35,21 @@ public:
     program(const program&) = delete;
     program& operator=(const program&) = delete;
 
-    pid_t id() const { return id_; }
+    [[nodiscard]] pid_t id() const { return id_; }
     void send(int signal) const;
 
     /// Reads on until `text` stands in standard error; returns whether it came.
     bool wait_for_error_text(const std::string& text);
 
-    /// Reads on until `enough` says so of standard output; returns whether it did.
+    /// Read on until `enough` says so of the stream; return whether it did.
     bool wait_for_output(const std::function<bool(const std::string&)>& enough);
+    bool wait_for_errors(const std::function<bool(const std::string&)>& enough);
 
     /// Reads to the end and returns the exit status: that of exit(), or 128 and the signal's number.
     int wait_for_exit();
 
-    const std::string& output() const { return output_.text; }
-    const std::string& errors() const { return errors_.text; }
+    [[nodiscard]] const std::string& output() const { return output_.text; }
+    [[nodiscard]] const std::string& errors() const { return errors_.text; }
 
 private:
     struct stream {

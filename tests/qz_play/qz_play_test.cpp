@@ -29,6 +29,7 @@ qz_play_test::qz_play_test()
                             {"PULSE_RUNTIME_PATH", std::nullopt},
                             {"ALSA_CONFIG_PATH", std::nullopt},
                             {"MPG123_MODDIR", std::nullopt},
+                            {"PULSE_LATENCY_MSEC", std::nullopt},
                             {"TERM", "xterm"}};
 }
 
@@ -58,13 +59,17 @@ void qz_play_test::end_at_once(const program& player)
     player.send(SIGTERM);
 }
 
-std::string qz_play_test::make_track(const tone& wanted) const
+std::string qz_play_test::make_track(const sound& wanted) const
 {
-    const std::string track = path(wanted.name);
-    const std::string sound = path("sound.wav");
-    run_tool({"sox", "-n", "-r", wanted.rate, "-c", wanted.channels, "-b", "16", sound, "synth",
-              wanted.seconds, "sine", "440", "gain", "-3"});
-    run_tool({"lame", "--quiet", "-b", "128", sound, track});
+    std::string track = path(wanted.name);
+    const std::string file = path("sound.wav");
+    std::vector<std::string> make{"sox",           "-n", "-r", wanted.rate, "-c",
+                                  wanted.channels, "-b", "16", file};
+    make.insert(make.end(), wanted.effects.begin(), wanted.effects.end());
+    run_tool(make);
+    std::vector<std::string> encode{"lame", "--quiet", file, track};
+    encode.insert(encode.end(), wanted.encoding.begin(), wanted.encoding.end());
+    run_tool(encode);
     return track;
 }
 
@@ -76,7 +81,7 @@ std::string qz_play_test::decoded(const std::string& track,
     command.insert(command.end(), options.begin(), options.end());
     command.insert(command.end(), {"-w", file, track});
     run_tool(command);
-    const std::string samples = read_wav(file).samples;
+    std::string samples = read_wav(file).samples;
     EXPECT_FALSE(samples.empty());
     return samples;
 }
@@ -89,6 +94,7 @@ std::vector<fs::path> qz_play_test::temporary_folders() const
 std::string qz_play_test::make_module_folder(const std::string& name) const
 {
     Dl_info library{};
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): dladdr takes any address.
     dladdr(reinterpret_cast<const void*>(&out123_new), &library);
     const fs::path module = "output_alsa.so";
     fs::create_directory(path(name));
@@ -97,10 +103,15 @@ std::string qz_play_test::make_module_folder(const std::string& name) const
     return path(name);
 }
 
-std::string qz_play_test::make_alsa_configuration(const std::string& file) const
+std::string qz_play_test::make_alsa_configuration(const std::string& file, bool mono) const
 {
-    write_file(path("asound.conf"), "pcm.!default { type file slave.pcm { type null } file \"" +
-                                        file + "\" format \"wav\" }\nctl.!default { type null }\n");
+    std::string device = R"(type file slave.pcm { type null } format "wav" file ")" + file + "\"";
+    if (mono) {
+        device = "type multi slaves.a { pcm { " + device +
+                 " } channels 1 } bindings.0 { slave a channel 0 }";
+    }
+    write_file(path("asound.conf"),
+               "pcm.!default { " + device + " }\nctl.!default { type null }\n");
     return path("asound.conf");
 }
 

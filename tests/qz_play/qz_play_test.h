@@ -14,6 +14,9 @@
 
 class qz_play_test : public ::testing::Test
 {
+public:
+    ~qz_play_test() override;
+
 protected:
     struct result {
         int status;
@@ -21,42 +24,43 @@ protected:
         std::string errors;
     };
 
-    /// A tone that is encoded for the test.
-    struct tone {
+    /// What is encoded for a test: a tone, or what sox makes by other effects.
+    struct sound {
         std::string name = "tone.mp3";
         std::string seconds = "0.5";
         std::string rate = "44100";
         std::string channels = "2";
+        std::vector<std::string> effects = {"synth", seconds, "sine", "440", "gain", "-3"};
+        std::vector<std::string> encoding = {"-b", "128"};
     };
 
     qz_play_test();
-    ~qz_play_test() override;
-
     static std::vector<std::string> qz_play(std::vector<std::string> arguments);
 
     /// Runs qz_play to its end.
-    result run(const std::vector<std::string>& arguments) const;
+    [[nodiscard]] result run(const std::vector<std::string>& arguments) const;
 
     /// Sends two signals. They differ, since two of a kind may become one.
     static void end_at_once(const program& player);
 
     /// Returns a path in the test's own folder.
-    std::string path(const std::string& name) const { return folder_ / name; }
+    [[nodiscard]] std::string path(const std::string& name) const { return folder_ / name; }
 
-    std::string make_track(const tone& wanted) const;
+    [[nodiscard]] std::string make_track(const sound& wanted) const;
 
     /// Returns what mpg123, with further `options`, decodes the track to.
-    std::string decoded(const std::string& track,
-                        const std::vector<std::string>& options = {}) const;
+    [[nodiscard]] std::string decoded(const std::string& track,
+                                      const std::vector<std::string>& options = {}) const;
 
     /// Returns the folders that qz_play has made and not removed.
-    std::vector<std::filesystem::path> temporary_folders() const;
+    [[nodiscard]] std::vector<std::filesystem::path> temporary_folders() const;
 
     /// A folder with nothing but a link to libout123's module for ALSA.
-    std::string make_module_folder(const std::string& name) const;
+    [[nodiscard]] std::string make_module_folder(const std::string& name) const;
 
-    /// Lets ALSA's default device write into `file`.
-    std::string make_alsa_configuration(const std::string& file) const;
+    /// Lets ALSA's default device write into `file`, and take one channel only where it is `mono`.
+    [[nodiscard]] std::string make_alsa_configuration(const std::string& file,
+                                                      bool mono = false) const;
 
     program_settings settings;
 

@@ -27,10 +27,8 @@ protected:
     {
     public:
         explicit clogged_pipe(const std::string& path)
+            : reader_(make(path)), writer_(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC))
         {
-            mkfifo(path.c_str(), 0600);
-            reader_ = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-            writer_ = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
         }
         ~clogged_pipe()
         {
@@ -40,13 +38,19 @@ protected:
         clogged_pipe(const clogged_pipe&) = delete;
         clogged_pipe& operator=(const clogged_pipe&) = delete;
 
-        bool is_full() const
+        [[nodiscard]] bool is_full() const
         {
             pollfd room{writer_, POLLOUT, 0};
             return poll(&room, 1, 0) == 0;
         }
 
     private:
+        static int make(const std::string& path)
+        {
+            mkfifo(path.c_str(), 0600);
+            return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        }
+
         int reader_;
         int writer_;
     };

@@ -14,12 +14,12 @@ public:
     explicit sound_server(const std::filesystem::path& folder);
 
     /// The value of XDG_RUNTIME_DIR for its clients.
-    std::string runtime_folder() const { return runtime_folder_; }
-    std::string socket() const { return runtime_folder_ + "/pulse/native"; }
+    [[nodiscard]] std::string runtime_folder() const { return runtime_folder_; }
+    [[nodiscard]] std::string socket() const { return runtime_folder_ + "/pulse/native"; }
 
     /// The command that writes what the sink plays, as 16-bit mono samples at 44.1 kHz.
     static std::vector<std::string> recorder();
-    program_settings client_settings() const;
+    [[nodiscard]] program_settings client_settings() const;
 
     /// Lets the server do nothing until `go_on`.
     void halt() const;

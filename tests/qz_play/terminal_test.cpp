@@ -1,7 +1,7 @@
 #include "qz_play_test.h"
+#include "sound_server.h"
 
-#include <algorithm>
-#include <sstream>
+#include <csignal>
 
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
@@ -43,6 +43,37 @@ TEST_F(terminal, has_a_live_line_with_state_times_and_volume)
     EXPECT_EQ(played.status, 0);
     EXPECT_THAT(live_lines(played.errors),
                 ::testing::Contains("playing  0:00 / 1:02  volume 40 %"));
+}
+
+TEST_F(terminal, tells_the_whole_length_of_a_track_with_changing_bit_rates)
+{
+    const std::string track =
+        make_track({"vbr.mp3",
+                    "",
+                    "44100",
+                    "2",
+                    {"synth", "10", "whitenoise", "vol", "0.5", "pad", "10", "0"},
+                    {"-t", "-V", "4"}});
+    const result played = run({"--wav", path("out.wav"), track});
+    EXPECT_THAT(played.errors, HasSubstr("0:00 / 0:20"));
+}
+
+TEST_F(terminal, clock_starts_over_with_a_repeated_track)
+{
+    const sound_server server(path(""));
+    settings.environment["XDG_RUNTIME_DIR"] = server.runtime_folder();
+    program player(qz_play({"--repeat", make_track({"tone.mp3", "1.5"})}), settings);
+    const auto shows = [&](const std::string& times) {
+        return player.wait_for_error_text(erase_line + ("playing  " + times));
+    };
+    EXPECT_TRUE(shows("0:00 / 0:01"));
+    EXPECT_TRUE(shows("0:01 / 0:01"));
+    const std::size_t first_round = player.errors().size();
+    EXPECT_TRUE(player.wait_for_errors([&](const std::string& all) {
+        return all.find("playing  0:00 / 0:01", first_round) != std::string::npos;
+    }));
+    player.send(SIGINT);
+    EXPECT_EQ(player.wait_for_exit(), 4);
 }
 
 TEST_F(terminal, keeps_every_line_whole)

@@ -89,7 +89,7 @@ TEST_F(controls, stop_lets_the_next_play_start_over)
 {
     play_a_part();
     stop();
-    EXPECT_TRUE(begins_with(decoded.samples, pipe.take()));
+    EXPECT_TRUE(is_beginning(pipe.take(), decoded.samples));
     play_to_the_end();
     EXPECT_TRUE(same_samples(pipe.take(), decoded.samples));
     EXPECT_THAT(player.end(), ElementsAre("opened", "loaded", "playing", "stopped", "loaded",
@@ -139,7 +139,7 @@ TEST_F(controls, repeat_is_seamless)
     stop();
     const std::string heard = pipe.take();
     const auto rounds = static_cast<int>(heard.size() / decoded.samples.size()) + 1;
-    EXPECT_TRUE(begins_with(decode(track, 1.0, rounds).samples, heard));
+    EXPECT_TRUE(is_beginning(heard, decode(track, 1.0, rounds).samples));
     EXPECT_THAT(player.end(), ElementsAre("opened", "loaded", "playing", "stopped", "none"));
 }
 
@@ -169,5 +169,5 @@ TEST_F(controls, destroy_ends_the_sound_in_the_middle)
     play_a_part();
     player.destroy();
     listen_until("none");
-    EXPECT_TRUE(begins_with(decoded.samples, pipe.take()));
+    EXPECT_TRUE(is_beginning(pipe.take(), decoded.samples));
 }

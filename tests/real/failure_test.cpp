@@ -5,7 +5,6 @@
 #include <mpg123.h>
 #include <out123.h>
 
-#include <cstdlib>
 #include <memory>
 
 using ::testing::ElementsAre;
@@ -25,7 +24,7 @@ protected:
     void take_modules_away() const
     {
         fs::create_directory(path("empty"));
-        setenv("MPG123_MODDIR", path("empty").c_str(), 1);
+        set_environment("MPG123_MODDIR", path("empty"));
     }
 
     static output open_output()
@@ -68,7 +67,7 @@ TEST_F(failure, to_find_a_module_is_told_and_the_next_play_opens_again)
 TEST_F(failure, to_find_a_module_in_the_bin_path_is_told)
 {
     write_sound_to(path("%r-%c.wav"));
-    unsetenv("MPG123_MODDIR");
+    set_environment("MPG123_MODDIR", std::nullopt);
     fs::create_directories(path("bin/plugins"));
     qz_audio_set_bin_path(path("bin"));
     const output bare(out123_new(), &out123_del);

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <set>
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 
 namespace fs = std::filesystem;
@@ -67,7 +68,7 @@ const std::vector<medium> no_audio{
 
 fs::path media_folder()
 {
-    const char* folder = std::getenv("QZ_MEDIA");
+    const char* folder = std::getenv("QZ_MEDIA"); // NOLINT(concurrency-mt-unsafe)
     return folder != nullptr ? folder : QZ_MEDIA;
 }
 
@@ -159,7 +160,7 @@ TEST_P(media_playable, repeats_without_a_seam)
 
     const std::string heard = pipe.take();
     const auto rounds = static_cast<int>(heard.size() / decoded.samples.size()) + 1;
-    EXPECT_TRUE(begins_with(decode(track, 1.0, rounds).samples, heard));
+    EXPECT_TRUE(is_beginning(heard, decode(track, 1.0, rounds).samples));
 }
 
 TEST_P(media_without_a_sample, plays_and_stops_at_once)
@@ -208,4 +209,5 @@ TEST_F(media, sounds_on_one_player_as_on_a_fresh_one)
         ASSERT_TRUE(player.plays(file(each)));
         expect_written(decode(file(each)));
     }
+    EXPECT_THAT(player.end(), Contains("opened").Times(1)) << "the player has begun anew";
 }

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <optional>
 
@@ -40,24 +39,24 @@ public:
     }
 
     /// 16-bit mono.
-    std::string samples() const { return read_file(file_); }
+    [[nodiscard]] std::string samples() const { return read_file(file_); }
 
     /// The loudness of each stretch.
-    std::vector<double> levels() const { return loudness(samples(), stretch); }
+    [[nodiscard]] std::vector<double> levels() const { return loudness(samples(), stretch); }
 
     /// Returns whether the last third of a second is audible, or silent, throughout.
-    bool ends_audible() const
+    [[nodiscard]] bool ends_audible() const
     {
         return ends_with([](double level) { return level > audible; });
     }
-    bool ends_silent() const
+    [[nodiscard]] bool ends_silent() const
     {
         return ends_with([](double level) { return level <= audible; });
     }
 
 private:
     template <class Predicate>
-    bool ends_with(Predicate is_wanted) const
+    [[nodiscard]] bool ends_with(Predicate is_wanted) const
     {
         constexpr std::ptrdiff_t looked_at = 16;
         const std::vector<double> all = levels();
@@ -115,7 +114,7 @@ std::string audible_part(const std::string& samples)
 
 double seconds_of(const std::string& samples)
 {
-    return static_cast<double>(samples.size() / sizeof(std::int16_t)) / recorded_rate;
+    return static_cast<double>(samples.size()) / sizeof(std::int16_t) / recorded_rate;
 }
 
 /// Hertz of a tone, from how often its samples become positive.
@@ -143,19 +142,15 @@ protected:
         }
         server.emplace(path(""));
         for (const auto& [name, value] : server->client_settings().environment) {
-            if (value) {
-                setenv(name.c_str(), value->c_str(), 1);
-            } else {
-                unsetenv(name.c_str());
-            }
+            set_environment(name, value);
         }
-        setenv("PULSE_LATENCY_MSEC", "30", 1);
+        set_environment("PULSE_LATENCY_MSEC", "30");
         use_module("pulse");
         player.emplace();
         heard.emplace(*server, path("heard"));
     }
 
-    std::string make_tone(const std::string& hertz, const std::string& seconds) const
+    [[nodiscard]] std::string make_tone(const std::string& hertz, const std::string& seconds) const
     {
         track_settings settings;
         settings.channels = 1;
@@ -164,10 +159,9 @@ protected:
         return make_track(settings);
     }
 
-    /// Plays over and over until it is heard.
-    void play_on(const std::string& track)
+    /// Plays until something is heard.
+    void play(const std::string& track)
     {
-        qz_audio_set_repeat(player->handle(), true);
         qz_audio_set_audio_track(player->handle(), track);
         qz_audio_play(player->handle());
         ASSERT_TRUE(comes_true([&] { return heard->ends_audible(); }));
@@ -199,7 +193,7 @@ TEST_F(pulse, plays_a_track_at_its_length_and_pitch)
 
 TEST_F(pulse, is_silent_while_paused)
 {
-    play_on(make_tone("400", "1.5"));
+    play(make_tone("400", "60"));
     qz_audio_pause(player->handle());
     EXPECT_TRUE(comes_true([&] { return heard->ends_silent(); }));
     qz_audio_play(player->handle());
@@ -215,7 +209,7 @@ TEST_F(pulse, lets_fades_be_heard_in_their_steps)
     qz_audio_set_audio_volume_decrement_timeout(player->handle(), timeout);
     qz_audio_set_audio_volume_increment_step(player->handle(), 20);
     qz_audio_set_audio_volume_increment_timeout(player->handle(), timeout);
-    play_on(make_tone("1000", "3"));
+    play(make_tone("1000", "60"));
     qz_audio_volume_decrement_timeout_start(player->handle(), 20);
     ASSERT_TRUE(player->waits_for("volume 20"));
     qz_audio_volume_increment_timeout_start(player->handle(), 100);
@@ -229,9 +223,7 @@ TEST_F(pulse, lets_fades_be_heard_in_their_steps)
 
 TEST_F(pulse, that_dies_lets_the_track_run_out_unheard)
 {
-    qz_audio_set_audio_track(player->handle(), make_tone("400", "3"));
-    qz_audio_play(player->handle());
-    ASSERT_TRUE(comes_true([&] { return heard->ends_audible(); }));
+    play(make_tone("400", "60"));
     server.reset();
     EXPECT_TRUE(player->waits_for("stopped"));
     EXPECT_THAT(player->end(), ElementsAre("opened", "loaded", "playing", "stopped", "none"));

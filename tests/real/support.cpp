@@ -30,23 +30,16 @@ void append(std::vector<std::string>& words, const Words& more)
 fs::path module_folder()
 {
     Dl_info library{};
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): dladdr takes any address.
     dladdr(reinterpret_cast<const void*>(&out123_new), &library);
     return fs::path(library.dli_fname).parent_path() / "mpg123";
-}
-
-std::size_t equal_bytes(const std::string& a, const std::string& b)
-{
-    const std::size_t size = std::min(a.size(), b.size());
-    const auto differing =
-        std::mismatch(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(size), b.begin());
-    return static_cast<std::size_t>(differing.first - a.begin());
 }
 
 ::testing::AssertionResult difference(const std::string& heard, const std::string& expected)
 {
     return ::testing::AssertionFailure()
            << heard.size() << " bytes were heard, " << expected.size()
-           << " expected; they are equal up to byte " << equal_bytes(heard, expected);
+           << " expected; they are equal up to byte " << equal_length(heard, expected);
 }
 
 } // namespace
@@ -65,7 +58,7 @@ real_test::~real_test()
 
 std::string real_test::make_track(const track_settings& wanted) const
 {
-    const std::string track = path(wanted.name);
+    std::string track = path(wanted.name);
     const std::string sound = path("sound.wav");
     std::vector<std::string> synthesis{"sox",
                                        "-R",
@@ -91,6 +84,15 @@ std::string real_test::make_track(const track_settings& wanted) const
     return track;
 }
 
+void real_test::set_environment(const std::string& name, const std::optional<std::string>& value)
+{
+    if (value) {
+        setenv(name.c_str(), value->c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+    } else {
+        unsetenv(name.c_str()); // NOLINT(concurrency-mt-unsafe)
+    }
+}
+
 void real_test::link_module(const fs::path& folder, const std::string& module)
 {
     const fs::path file = "output_" + module + ".so";
@@ -103,7 +105,7 @@ void real_test::use_module(const std::string& module) const
     if (fs::create_directory(folder)) {
         link_module(folder, module);
     }
-    setenv("MPG123_MODDIR", folder.c_str(), 1);
+    set_environment("MPG123_MODDIR", folder.string());
 }
 
 void real_test::write_sound_to(const std::string& file, const std::string& format)
@@ -122,7 +124,7 @@ void real_test::configure_default_device(const std::string& definition)
     // ALSA keeps what it has read until the name changes.
     const std::string file = path("asound-" + std::to_string(configurations_++) + ".conf");
     write_file(file, "pcm.!default { " + definition + " }\nctl.!default { type null }\n");
-    setenv("ALSA_CONFIG_PATH", file.c_str(), 1);
+    set_environment("ALSA_CONFIG_PATH", file);
     use_module("alsa");
 }
 
@@ -133,14 +135,22 @@ std::string real_test::written_samples(long rate, int channels) const
     return read_wav(path(file)).samples;
 }
 
+std::size_t equal_length(const std::string& a, const std::string& b, std::size_t start)
+{
+    const auto offset = static_cast<std::ptrdiff_t>(start);
+    const auto begin = a.begin() + offset;
+    const auto differing = std::mismatch(begin, a.end(), b.begin() + offset, b.end());
+    return static_cast<std::size_t>(differing.first - begin);
+}
+
 ::testing::AssertionResult same_samples(const std::string& heard, const std::string& expected)
 {
     return heard == expected ? ::testing::AssertionSuccess() : difference(heard, expected);
 }
 
-::testing::AssertionResult begins_with(const std::string& expected, const std::string& heard)
+::testing::AssertionResult is_beginning(const std::string& heard, const std::string& expected)
 {
-    return !heard.empty() && equal_bytes(expected, heard) == heard.size()
+    return !heard.empty() && equal_length(heard, expected) == heard.size()
                ? ::testing::AssertionSuccess()
                : difference(heard, expected);
 }

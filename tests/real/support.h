@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,33 +22,35 @@ struct track_settings {
 
 class real_test : public ::testing::Test
 {
-protected:
+public:
     real_test();
     ~real_test() override;
 
+protected:
     /// Returns a path in the test's own folder.
-    std::string path(const std::string& name) const { return folder_ / name; }
+    [[nodiscard]] std::string path(const std::string& name) const { return folder_ / name; }
 
     /// Encodes a track and returns its path.
-    std::string make_track(const track_settings& wanted) const;
+    [[nodiscard]] std::string make_track(const track_settings& wanted) const;
+
+    /// Sets, or unsets, a variable of this process. No player may be doing anything meanwhile.
+    static void set_environment(const std::string& name, const std::optional<std::string>& value);
 
     /// Puts a link to one of libout123's modules, such as "alsa", into a folder.
     static void link_module(const std::filesystem::path& folder, const std::string& module);
 
-    /// From now on this module is the only output. No player may be doing anything meanwhile.
+    /// From now on this module is the only output.
     void use_module(const std::string& module) const;
 
     /// From now on ALSA is the only output, and its default device writes into `file`. In the file's name
-    /// %r stands for the sample rate and %c for the number of channels. The format is "wav" or "raw". No
-    /// player may be doing anything meanwhile.
+    /// %r stands for the sample rate and %c for the number of channels. The format is "wav" or "raw".
     void write_sound_to(const std::string& file, const std::string& format = "wav");
 
-    /// From now on ALSA is the only output, and it has no device. No player may be doing anything
-    /// meanwhile.
+    /// From now on ALSA is the only output, and it has no device.
     void take_device_away();
 
     /// Returns what was written with "%r-%c.wav" at this rate and with this many channels.
-    std::string written_samples(long rate, int channels) const;
+    [[nodiscard]] std::string written_samples(long rate, int channels) const;
 
 private:
     void configure_default_device(const std::string& definition);
@@ -56,8 +59,11 @@ private:
     int configurations_ = 0;
 };
 
-/// Where the samples of one file of sound differ from those of another, said in one line.
+/// Returns how many bytes are equal from the byte `start` on.
+std::size_t equal_length(const std::string& a, const std::string& b, std::size_t start = 0);
+
+/// Returns whether both are the same; if not, the message says from where on.
 ::testing::AssertionResult same_samples(const std::string& heard, const std::string& expected);
 
-/// Returns whether `heard` is not empty and `expected` begins with it, and where not.
-::testing::AssertionResult begins_with(const std::string& expected, const std::string& heard);
+/// Returns whether something was heard and `expected` begins so; if not, the message says from where on.
+::testing::AssertionResult is_beginning(const std::string& heard, const std::string& expected);

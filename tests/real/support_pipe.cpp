@@ -11,12 +11,21 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-sound_pipe::sound_pipe(const std::string& file)
+namespace
+{
+
+int open_pipe(const std::string& file)
 {
     mkfifo(file.c_str(), S_IRUSR | S_IWUSR);
     // With a writer of our own, the pipe has no end when the device is closed and opened again.
-    descriptor_ = open(file.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor_ < 0) {
+    return open(file.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+}
+
+} // namespace
+
+sound_pipe::sound_pipe(const std::string& file, int capacity) : descriptor_(open_pipe(file))
+{
+    if (descriptor_ < 0 || fcntl(descriptor_, F_SETPIPE_SZ, capacity) < 0) {
         throw std::system_error(errno, std::generic_category(), file);
     }
 }

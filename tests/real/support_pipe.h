@@ -5,13 +5,14 @@
 #include <functional>
 #include <string>
 
-/// A pipe between the default device and the test. It holds little, so that a player whose test does not
-/// listen waits in the middle of its track.
+/// A pipe between the default device and the test. A player whose test does not listen waits in the
+/// middle of its track.
 class sound_pipe
 {
 public:
-    /// Makes the pipe under this name. It begins to hold what is written.
-    explicit sound_pipe(const std::string& file);
+    /// Makes the pipe under this name. It holds `capacity` bytes, and this is also what is listened to at
+    /// a time.
+    explicit sound_pipe(const std::string& file, int capacity = 65536);
     ~sound_pipe();
 
     sound_pipe(const sound_pipe&) = delete;

@@ -14,7 +14,7 @@ std::string name_of(qz_audio_status status)
 {
     constexpr std::array<const char*, 6> names{"none",    "opened", "loaded",
                                                "playing", "paused", "stopped"};
-    return names.at(status);
+    return names.at(static_cast<std::size_t>(status));
 }
 
 } // namespace

@@ -23,7 +23,7 @@ public:
     told_player(const told_player&) = delete;
     told_player& operator=(const told_player&) = delete;
 
-    const qz_audio_ptr& handle() const { return player_; }
+    [[nodiscard]] const qz_audio_ptr& handle() const { return player_; }
 
     /// Returns whether `word` has come since the word that this found last.
     bool tells(const std::string& word);

@@ -27,7 +27,7 @@ struct call {
     bool locked = false;
 
     /// `function(arguments)`.
-    std::string text() const;
+    [[nodiscard]] std::string text() const;
 };
 
 /// The calls so far, oldest first.
@@ -127,8 +127,8 @@ public:
     }
 
     /// The planned answer, or `normal` when there is none.
-    long answer_or(long normal) const { return answer_.value_or(normal); }
-    std::optional<long> planned_answer() const { return answer_; }
+    [[nodiscard]] long answer_or(long normal) const { return answer_.value_or(normal); }
+    [[nodiscard]] std::optional<long> planned_answer() const { return answer_; }
 
 private:
     void enter(const position& where, const std::string& function,

@@ -40,14 +40,16 @@ struct worker {
     std::map<unsigned long, std::shared_ptr<interval>> intervals;
     std::vector<completion> completions;
     bool busy = false;
+    std::size_t nesting = 0;
     bool stopped = false;
     bool ended = false;
 };
 
 struct object_facts {
     std::string name;
-    bool is_service;
-    unsigned generation; ///< Counts the resets, so that what one test leaves is not the next one's.
+    bool is_service = false;
+    unsigned generation =
+        0; ///< Counts the resets, so that what one test leaves is not the next one's.
 };
 
 struct platform_state {
@@ -64,6 +66,7 @@ struct platform_state {
     std::map<const _qz_object*, boost::shared_ptr<_qz_object>> held;
     std::map<std::string, long> live;
     std::vector<std::string> escaped;
+    std::size_t deepest_nesting = 0;
     bool making_service = false;
     bool watches_locks = false;
     bool system_is_eager = false;
@@ -137,8 +140,10 @@ bool run_job(worker& on)
     }
     {
         const running_on thread(on.thread);
+        state().deepest_nesting = std::max(state().deepest_nesting, ++on.nesting);
         guarded(work);
         work = nullptr;
+        --on.nesting;
     }
     if (state().system_is_eager) {
         run_all(state().system->thread);
@@ -330,6 +335,11 @@ void watch_locks()
     state().watches_locks = true;
 }
 
+std::size_t deepest_nesting()
+{
+    return state().deepest_nesting;
+}
+
 std::vector<std::string> escaped_exceptions()
 {
     return state().escaped;
@@ -347,6 +357,7 @@ void reset()
     state().live.clear();
     state().names.clear();
     state().escaped.clear();
+    state().deepest_nesting = 0;
     state().now = clock(0);
     state().last_interval_id = 0;
     state().completion_thread = "system";
@@ -401,7 +412,7 @@ public:
     const std::shared_ptr<platform::worker> worker;
 };
 
-_qz_object::_qz_object() : registry_(nullptr)
+_qz_object::_qz_object()
 {
     const inside here;
     const bool is_service = state().making_service;

@@ -69,6 +69,9 @@ bool is_locked(_qz_object& object);
 /// From now on each log entry tells whether any object's `property_mutex` was held.
 void watch_locks();
 
+/// How many tasks and ticks of one thread have been in progress at once, each inside the one before.
+std::size_t deepest_nesting();
+
 /// The texts of the exceptions that tasks, ticks and completions have thrown.
 std::vector<std::string> escaped_exceptions();
 

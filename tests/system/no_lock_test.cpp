@@ -54,7 +54,8 @@ void call_the_rest()
 void call_everything(const service_ptr& service)
 {
     call_the_rest();
-    qz_thread_service_exec(service, [] {}, __FILE__, __LINE__);
+    qz_thread_service_exec(
+        service, [] {}, __FILE__, __LINE__);
     const auto tick = [] { return false; };
     qz_thread_service_set_interval(service, tick, 0, __FILE__, __LINE__);
     qz_thread_service_clear_interval(
@@ -114,22 +115,26 @@ const place places[] = {
      }},
     {"ClosureOfALastTick",
      [](const service_ptr& service, const action& act) {
-         set_interval(service, [end = at_end(act)] { return false; }, 1);
+         set_interval(
+             service, [end = at_end(act)] { return false; }, 1);
      }},
     {"ClosureOfATickThatThrows",
      [](const service_ptr& service, const action& act) {
          set_interval(
-             service, [end = at_end(act)]() -> bool { throw std::runtime_error("tick failed"); }, 1);
+             service, [end = at_end(act)]() -> bool { throw std::runtime_error("tick failed"); },
+             1);
      }},
     {"ClosureOfAClearedInterval",
      [](const service_ptr& service, const action& act) {
-         const auto id = set_interval(service, [end = at_end(act)] { return true; }, one_day);
+         const auto id = set_interval(
+             service, [end = at_end(act)] { return true; }, one_day);
          qz_thread_service_clear_interval(service, id);
      }},
     {"ClosureOfAnIntervalClearedWhileQueued",
      [](const service_ptr& service, const action& act) {
          const busy blocked(service);
-         const auto id = set_interval(service, [end = at_end(act)] { return true; }, 1);
+         const auto id = set_interval(
+             service, [end = at_end(act)] { return true; }, 1);
          std::this_thread::sleep_for(std::chrono::milliseconds(5));
          post(service, [] {});
          qz_thread_service_clear_interval(service, id);
@@ -155,7 +160,8 @@ const place places[] = {
      }},
     {"ClosureOfAnIntervalDroppedByAStop",
      [](const service_ptr& service, const action& act) {
-         set_interval(service, [end = at_end(act)] { return true; }, one_day);
+         set_interval(
+             service, [end = at_end(act)] { return true; }, one_day);
          qz_thread_service_stop(service, nullptr);
      }},
     {"ClosureOfATaskForAStoppedService",
@@ -166,7 +172,8 @@ const place places[] = {
     {"ClosureOfAnIntervalForAStoppedService",
      [](const service_ptr& service, const action& act) {
          stop(service);
-         set_interval(service, [end = at_end(act)] { return true; }, 1);
+         set_interval(
+             service, [end = at_end(act)] { return true; }, 1);
      }},
     {"ClosureOfACompletion",
      [](const service_ptr& service, const action& act) {

@@ -1,5 +1,5 @@
 #include "captured_output.h"
-#include "event.h"
+#include "on_threads.h"
 #include "system/qz_system.h"
 
 #include <gmock/gmock.h>
@@ -10,7 +10,6 @@
 #include <string>
 #include <thread>
 #include <utility>
-#include <vector>
 
 using testing::ElementsAre;
 
@@ -227,24 +226,18 @@ TEST(RegistryTest, ServesManyThreads)
 {
     const object_ptr shared = make_object();
     std::atomic<int> destroyed{0};
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 8; ++number) {
-        threads.emplace_back([&] {
-            for (int round = 0; round < 500; ++round) {
-                const object_ptr own = make_object([&destroyed] { ++destroyed; });
-                qz_object_ref(own);
-                qz_object_ref(shared);
-                qz_object_ref_increment("[shared]");
-                EXPECT_TRUE(own->is_reffed());
-                qz_object_ref_decrement("[shared]");
-                qz_object_unref_real(shared);
-                qz_object_unref_real(own);
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    on_threads(8, [&](unsigned) {
+        for (int round = 0; round < 500; ++round) {
+            const object_ptr own = make_object([&destroyed] { ++destroyed; });
+            qz_object_ref(own);
+            qz_object_ref(shared);
+            qz_object_ref_increment("[shared]");
+            EXPECT_TRUE(own->is_reffed());
+            qz_object_ref_decrement("[shared]");
+            qz_object_unref_real(shared);
+            qz_object_unref_real(own);
+        }
+    });
     EXPECT_EQ(destroyed, 8 * 500);
     EXPECT_FALSE(shared->is_reffed());
     EXPECT_EQ(shared.use_count(), 1);
@@ -260,11 +253,12 @@ TEST(DescribeTest, TellsTagAddressRegistryStateAndEachPropertysNameAndType)
     object->property_list["volume"] = 100;
     object->property_list["audio_track"] = std::string("song");
     qz_object_ref_increment("[test]");
-    EXPECT_EQ(description_of(*object),
-              "[test] at " + address_of(*object) +
-                  ", not held by the registry, 1 alive, properties: audio_track "
-                  "(std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >) "
-                  "object-destroyed (bool) volume (int)\n");
+    EXPECT_EQ(
+        description_of(*object),
+        "[test] at " + address_of(*object) +
+            ", not held by the registry, 1 alive, properties: audio_track "
+            "(std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >) "
+            "object-destroyed (bool) volume (int)\n");
     qz_object_ref_decrement("[test]");
 
     qz_object_ref(object);

@@ -67,7 +67,8 @@ TEST_F(ReleaseTest, OfAnIdleServiceEndsItsThread)
 TEST_F(ReleaseTest, DestroysClosuresOfWhatWaits)
 {
     busy blocked(service);
-    post(service, [this, end = at_end([this] { log.note("task gone"); })] { log.note("task runs"); });
+    post(service,
+         [this, end = at_end([this] { log.note("task gone"); })] { log.note("task runs"); });
     set_interval(
         service,
         [this, end = at_end([this] { log.note("interval gone"); })] {
@@ -118,7 +119,8 @@ TEST_F(ReleaseTest, ByTheClosureOfItsOwnTaskWithMoreWorkBehind)
 TEST_F(ReleaseTest, ByTheClosureOfItsOwnTick)
 {
     with_last_handle([](const service_ptr& handle, std::shared_ptr<void> last) {
-        set_interval(handle, [last = std::move(last)] { return false; }, 1);
+        set_interval(
+            handle, [last = std::move(last)] { return false; }, 1);
     });
     EXPECT_TRUE(log.wait_for(1));
 }

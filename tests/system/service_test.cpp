@@ -89,5 +89,6 @@ void ServiceTest::TearDown()
         stop(service);
     }
     service.reset();
-    EXPECT_TRUE(wait_until([] { return thread_count() == threads_at_rest(); })) << "a thread is left";
+    EXPECT_TRUE(wait_until([] { return thread_count() == threads_at_rest(); }))
+        << "a thread is left";
 }

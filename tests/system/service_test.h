@@ -29,7 +29,8 @@ unsigned long set_interval(const service_ptr& service, std::function<bool()> tic
 void post_to_system(std::function<void()> task);
 
 /// Posts `task` and waits until it has run and its closure is gone.
-void run(const service_ptr& service, std::function<void()> task = [] {});
+void run(
+    const service_ptr& service, std::function<void()> task = [] {});
 void run_on_system(std::function<void()> task = [] {});
 
 /// Stops the service and waits for the completion.

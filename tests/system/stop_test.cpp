@@ -1,9 +1,9 @@
 #include "captured_output.h"
+#include "on_threads.h"
 #include "service_test.h"
 
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace
 {
@@ -21,7 +21,7 @@ protected:
     }
 
     /// Waits until the service's thread has ended.
-    [[nodiscard]] bool wait_for_end_of_thread(std::size_t threads_before)
+    [[nodiscard]] static bool wait_for_end_of_thread(std::size_t threads_before)
     {
         return wait_until([threads_before] { return thread_count() == threads_before - 1; });
     }
@@ -96,11 +96,13 @@ TEST_F(StopTest, RunOneOnlyReturnsZeroFromThenOn)
     post(service, [&] {
         EXPECT_TRUE(release.wait());
         EXPECT_EQ(qz_thread_service_run_one_only(service), 0);
-        qz_thread_service_exec(service, [&ran] { ran = true; }, __FILE__, __LINE__);
+        qz_thread_service_exec(
+            service, [&ran] { ran = true; }, __FILE__, __LINE__);
         EXPECT_EQ(qz_thread_service_run_one_only(service), 0);
     });
     post(service, [&ran] { ran = true; });
-    set_interval(service, [&ran] { return ran = true; }, 0);
+    set_interval(
+        service, [&ran] { return ran = true; }, 0);
     stop_noting("completion");
     release.set();
     ASSERT_TRUE(log.wait_for(1));
@@ -192,14 +194,8 @@ TEST_F(StopTest, FromAnotherServiceAndTheSystemService)
 
 TEST_F(StopTest, FromManyThreadsAtOnceCallsEachCompletion)
 {
-    constexpr std::size_t threads = 8;
-    std::vector<std::thread> stoppers;
-    for (std::size_t number = 0; number < threads; ++number) {
-        stoppers.emplace_back([this] { stop_noting("completion"); });
-    }
-    for (auto& stopper : stoppers) {
-        stopper.join();
-    }
+    constexpr unsigned threads = 8;
+    on_threads(threads, [this](unsigned) { stop_noting("completion"); });
     ASSERT_TRUE(log.wait_for(threads));
     run_on_system();
     EXPECT_EQ(log.entries().size(), threads);
@@ -251,7 +247,8 @@ TEST_F(StopTest, SecondStopLongAfterTheEndCallsItsCompletionOnTheSystemService)
 TEST_F(StopTest, WorkForAStoppedServiceIsDroppedAndItsClosureDestroyed)
 {
     stop(service);
-    post(service, [this, end = at_end([this] { log.note("task gone"); })] { log.note("task runs"); });
+    post(service,
+         [this, end = at_end([this] { log.note("task gone"); })] { log.note("task runs"); });
     EXPECT_THAT(log.entries(), ElementsAre("task gone"));
     const auto id = set_interval(
         service,
@@ -288,9 +285,8 @@ TEST_F(StopTest, CompletionThatThrowsIsReportedAndTheNextOneCalled)
     captured_output output;
     {
         const busy blocked(service);
-        qz_thread_service_stop(service, [](const service_ptr&) {
-            throw std::runtime_error("completion failed");
-        });
+        qz_thread_service_stop(
+            service, [](const service_ptr&) { throw std::runtime_error("completion failed"); });
         stop_noting("second");
     }
     ASSERT_TRUE(log.wait_for(1));

@@ -1,3 +1,4 @@
+#include "on_threads.h"
 #include "service_test.h"
 
 #include <algorithm>
@@ -21,20 +22,15 @@ TEST_F(TasksTest, RunInTheOrderPosted)
 
 TEST_F(TasksTest, KeepTheOrderOfEachPostingThread)
 {
-    constexpr int posters = 8;
+    constexpr unsigned posters = 8;
     constexpr int tasks = 500;
     std::vector<std::vector<int>> orders(posters);
-    std::vector<std::thread> threads;
-    for (auto& order : orders) {
-        threads.emplace_back([this, &order] {
-            for (int number = 0; number < tasks; ++number) {
-                post(service, [&order, number] { order.push_back(number); });
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    on_threads(posters, [&](unsigned poster) {
+        auto& order = orders.at(poster);
+        for (int number = 0; number < tasks; ++number) {
+            post(service, [&order, number] { order.push_back(number); });
+        }
+    });
     run(service);
 
     for (const auto& order : orders) {
@@ -85,7 +81,8 @@ TEST_F(TasksTest, ClosureIsGoneBeforeTheNextTaskRuns)
     journal log;
     {
         const busy blocked(service);
-        post(service, [&log, end = at_end([&log] { log.note("first gone"); })] { log.note("first"); });
+        post(service,
+             [&log, end = at_end([&log] { log.note("first gone"); })] { log.note("first"); });
         post(service, [&log] { log.note("second"); });
     }
     run(service);
@@ -140,7 +137,8 @@ TEST_F(TasksTest, RunOneOnlyReturnsZeroAtOnceWhenNothingIsDue)
 {
     run(service, [this] {
         EXPECT_EQ(qz_thread_service_run_one_only(service), 0);
-        const auto id = set_interval(service, [] { return false; }, one_day);
+        const auto id = set_interval(
+            service, [] { return false; }, one_day);
         EXPECT_EQ(qz_thread_service_run_one_only(service), 0);
         qz_thread_service_clear_interval(service, id);
     });

@@ -82,7 +82,8 @@ TEST_F(TicksTest, RunOnTheServicesThread)
 TEST_F(TicksTest, GoOnUntilTheyReturnFalse)
 {
     int count = 0;
-    set_interval(service, [&count] { return ++count < 5; }, 1);
+    set_interval(
+        service, [&count] { return ++count < 5; }, 1);
     let_tick(service, 20);
     run(service);
     EXPECT_EQ(count, 5);
@@ -91,7 +92,8 @@ TEST_F(TicksTest, GoOnUntilTheyReturnFalse)
 TEST_F(TicksTest, LastTickDestroysItsClosure)
 {
     event gone;
-    set_interval(service, [end = at_end([&gone] { gone.set(); })] { return false; }, 1);
+    set_interval(
+        service, [end = at_end([&gone] { gone.set(); })] { return false; }, 1);
     EXPECT_TRUE(gone.wait());
 }
 
@@ -297,8 +299,8 @@ TEST_F(TicksTest, ClearedWhileQueuedIsNeverCalled)
 TEST_F(TicksTest, ClearDestroysTheClosure)
 {
     bool gone = false;
-    const auto id =
-        set_interval(service, [end = at_end([&gone] { gone = true; })] { return true; }, one_day);
+    const auto id = set_interval(
+        service, [end = at_end([&gone] { gone = true; })] { return true; }, one_day);
     EXPECT_FALSE(gone);
     qz_thread_service_clear_interval(service, id);
     EXPECT_TRUE(gone);
@@ -399,15 +401,19 @@ TEST_F(TicksTest, IdsAreNeverZeroAndNeverUsedAgain)
         EXPECT_TRUE(ids.insert(id).second) << id;
     };
     for (int round = 0; round < 500; ++round) {
-        const auto id = set_interval(service, [] { return true; }, one_day);
+        const auto id = set_interval(
+            service, [] { return true; }, one_day);
         remember(id);
         qz_thread_service_clear_interval(service, id);
-        remember(set_interval(service, [] { return false; }, 0));
+        remember(set_interval(
+            service, [] { return false; }, 0));
     }
     let_tick(service, 5);
-    remember(set_interval(service, [] { return true; }, one_day));
+    remember(set_interval(
+        service, [] { return true; }, one_day));
     stop(service);
-    remember(set_interval(service, [] { return true; }, one_day));
+    remember(set_interval(
+        service, [] { return true; }, one_day));
 }
 
 // Periods at the ends of the scale.
@@ -442,8 +448,8 @@ TEST_P(TicksNeverTest, NegativePeriodNeverComes)
 }
 
 INSTANTIATE_TEST_SUITE_P(Periods, TicksNeverTest,
-                         testing::Values(-1L, -500L, long{INT_MIN}, LONG_MIN, LONG_MIN + 1, LONG_MAX,
-                                         LONG_MAX / 1000, LONG_MAX / 1000000));
+                         testing::Values(-1L, -500L, long{INT_MIN}, LONG_MIN, LONG_MIN + 1,
+                                         LONG_MAX, LONG_MAX / 1000, LONG_MAX / 1000000));
 
 TEST_F(TicksTest, IntervalsThatNeverComeDoNotHoldUpOthers)
 {

@@ -40,8 +40,7 @@ const std::vector<callback>& callbacks()
              qz_audio_on_volume_change(player, [act](const qz_audio_ptr& told, int) { act(told); });
              qz_audio_set_volume(player, 70);
          }},
-        {"Stop",
-         [](const qz_audio_ptr& player, const action& act) { qz_audio_stop(player, act); }},
+        {"Stop", [](const qz_audio_ptr& player, const action& act) { qz_audio_stop(player, act); }},
     };
     return all;
 }
@@ -153,10 +152,10 @@ TEST_P(EachCallbackTest, MayThrow)
 {
     captured_output output;
     const qz_audio_ptr player = make_player();
-    GetParam().arrange(player, [](const qz_audio_ptr&) { throw std::runtime_error("callback failed"); });
+    GetParam().arrange(player,
+                       [](const qz_audio_ptr&) { throw std::runtime_error("callback failed"); });
     EXPECT_TRUE(output.wait_for_lines(1));
-    EXPECT_EQ(output.steps().front(),
-              "\x1b[1;31mQZ-SYSTEM**ERROR**\x1b[0;0m: callback failed\n");
+    EXPECT_EQ(output.steps().front(), "\x1b[1;31mQZ-SYSTEM**ERROR**\x1b[0;0m: callback failed\n");
     clear_all(player);
     destroy(player);
     ASSERT_TRUE(wait_until([&player] { return player.use_count() == 1; }));

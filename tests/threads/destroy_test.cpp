@@ -1,8 +1,8 @@
 #include "captured_output.h"
+#include "on_threads.h"
 #include "players_test.h"
 
 #include <algorithm>
-#include <thread>
 #include <vector>
 
 namespace
@@ -13,7 +13,7 @@ class DestroyTest : public PlayersTest, public testing::WithParamInterface<qz_au
 protected:
     qz_audio_ptr make_player_in_status()
     {
-        const qz_audio_ptr player = make_player();
+        qz_audio_ptr player = make_player();
         bring_to(player, GetParam());
         return player;
     }
@@ -29,9 +29,9 @@ const std::string warning_start =
 
 std::size_t count_warnings(const std::vector<std::string>& steps)
 {
-    return static_cast<std::size_t>(
-        std::count_if(steps.begin(), steps.end(),
-                      [](const auto& step) { return step.rfind(warning_start, 0) == 0; }));
+    return static_cast<std::size_t>(std::count_if(steps.begin(), steps.end(), [](const auto& step) {
+        return step.rfind(warning_start, 0) == 0;
+    }));
 }
 
 } // namespace
@@ -65,13 +65,7 @@ TEST_P(DestroyTest, ByEightThreadsAtOnceHappensOnce)
 {
     captured_output output;
     qz_audio_ptr player = make_player_in_status();
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 8; ++number) {
-        threads.emplace_back([player] { destroy(player); });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    on_threads(8, [&player](unsigned) { destroy(player); });
     player.reset();
     ASSERT_TRUE(wait_for_end());
     EXPECT_EQ(count_warnings(output.steps()), 7U);
@@ -80,20 +74,16 @@ TEST_P(DestroyTest, ByEightThreadsAtOnceHappensOnce)
 TEST_P(DestroyTest, AgainstRequestsOfOtherThreads)
 {
     const qz_audio_ptr player = make_player_in_status();
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number) {
-        threads.emplace_back([player] {
-            for (int round = 0; round < 50; ++round) {
-                play_for_ever(player);
-                qz_audio_set_volume(player, round);
-                qz_audio_stop(player, [](const qz_audio_ptr&) {});
+    on_threads(4, [&player](unsigned thread) {
+        for (int round = 0; round < 50; ++round) {
+            play_for_ever(player);
+            qz_audio_set_volume(player, round);
+            qz_audio_stop(player, [](const qz_audio_ptr&) {});
+            if (thread == 0 && round == 10) {
+                destroy(player);
             }
-        });
-    }
-    destroy(player);
-    for (auto& thread : threads) {
-        thread.join();
-    }
+        }
+    });
 }
 
 TEST_P(DestroyTest, WhileAFadeRuns)

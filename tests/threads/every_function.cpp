@@ -51,7 +51,8 @@ const std::vector<exported_function>& all_functions()
         {"qz_audio_destroy", [](player p, unsigned) { qz_audio_destroy(p, __FILE__, __LINE__); }},
         {"qz_audio_set_bin_path",
          [](player, unsigned choice) {
-             qz_audio_set_bin_path(choice % 2 == 0 ? "" : "./a path that is long enough for the heap/");
+             qz_audio_set_bin_path(choice % 2 == 0 ? ""
+                                                   : "./a path that is long enough for the heap/");
          }},
         {"qz_audio_get_bin_path", [](player, unsigned) { qz_audio_get_bin_path(); }},
         {"qz_audio_open", [](player p, unsigned) { qz_audio_open(p); }},
@@ -61,8 +62,9 @@ const std::vector<exported_function>& all_functions()
         {"qz_audio_pause", [](player p, unsigned) { qz_audio_pause(p); }},
         {"qz_audio_stop",
          [](player p, unsigned choice) {
-             qz_audio_stop(p, callback<stop_callback>(
-                                  choice, [](qz_audio_ptr by) { qz_audio_get_playback_status(by); }));
+             qz_audio_stop(p, callback<stop_callback>(choice, [](qz_audio_ptr by) {
+                               qz_audio_get_playback_status(by);
+                           }));
          }},
         {"qz_audio_set_volume",
          [](player p, unsigned choice) { qz_audio_set_volume(p, number(choice)); }},

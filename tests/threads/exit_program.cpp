@@ -7,6 +7,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -29,9 +30,8 @@ qz_audio_ptr start_playing(const std::string& track)
 {
     const auto playing = std::make_shared<event>();
     qz_audio_ptr player = qz_audio_new();
-    qz_audio_on_volume_change(player, [](const qz_audio_ptr& told, int volume) {
-        qz_audio_set_volume(told, volume);
-    });
+    qz_audio_on_volume_change(
+        player, [](const qz_audio_ptr& told, int volume) { qz_audio_set_volume(told, volume); });
     qz_audio_on_status_change(player, [playing](const qz_audio_ptr& told, qz_audio_status status) {
         if (status == qz_audio_status_playing) {
             qz_audio_set_volume(told, 50);
@@ -95,6 +95,12 @@ void open_for_ever()
     qz_audio_open(player);
 }
 
+/// Other threads run on meanwhile: that is what is tested.
+[[noreturn]] void exit_now()
+{
+    std::exit(own_status); // NOLINT(concurrency-mt-unsafe)
+}
+
 [[noreturn]] void wait_for_exit()
 {
     for (;;) {
@@ -110,17 +116,15 @@ int main(int, char** arguments)
     const std::string way = arguments[1];
     const std::string track = arguments[2];
     qz_audio_set_bin_path("./a path that is long enough for the heap/");
-    std::vector<qz_audio_ptr> players;
-    for (int number = 0; number < 4; ++number) {
-        players.push_back(start_playing(track));
-    }
+    std::vector<qz_audio_ptr> players(4);
+    std::generate(players.begin(), players.end(), [&track] { return start_playing(track); });
     open_for_ever();
 
     if (way == "exit") {
-        std::exit(own_status);
+        exit_now();
     }
     if (way == "exit_in_callback") {
-        qz_audio_stop(players.front(), [](const qz_audio_ptr&) { std::exit(own_status); });
+        qz_audio_stop(players.front(), [](const qz_audio_ptr&) { exit_now(); });
         wait_for_exit();
     }
     if (way == "return_while_destroying") {

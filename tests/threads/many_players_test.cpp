@@ -1,6 +1,7 @@
+#include "on_threads.h"
 #include "players_test.h"
 
-#include <thread>
+#include <algorithm>
 #include <vector>
 
 namespace
@@ -9,32 +10,13 @@ namespace
 class ManyPlayersTest : public PlayersTest
 {
 protected:
-    std::vector<qz_audio_ptr> make_players(int count)
+    std::vector<qz_audio_ptr> make_players(std::size_t count)
     {
-        std::vector<qz_audio_ptr> players;
-        for (int number = 0; number < count; ++number) {
-            players.push_back(make_player());
-        }
+        std::vector<qz_audio_ptr> players(count);
+        std::generate(players.begin(), players.end(), [this] { return make_player(); });
         return players;
     }
 };
-
-/// Runs `work` on so many threads at once.
-void on_threads(int count, const std::function<void()>& work)
-{
-    std::vector<std::thread> threads;
-    event start;
-    for (int number = 0; number < count; ++number) {
-        threads.emplace_back([&] {
-            EXPECT_TRUE(start.wait());
-            work();
-        });
-    }
-    start.set();
-    for (auto& thread : threads) {
-        thread.join();
-    }
-}
 
 } // namespace
 
@@ -47,7 +29,7 @@ TEST_F(ManyPlayersTest, ThousandOneAfterTheOther)
 
 TEST_F(ManyPlayersTest, ThousandByEightThreads)
 {
-    on_threads(8, [this] {
+    on_threads(8, [this](unsigned) {
         for (int number = 0; number < 125; ++number) {
             const qz_audio_ptr player = make_player();
             qz_audio_set_volume(player, 50);
@@ -78,18 +60,7 @@ TEST_F(ManyPlayersTest, TwoHundredPlayingAtOnce)
     }
     for (const auto& player : players) {
         EXPECT_EQ(qz_audio_get_playback_status(player), qz_audio_status_playing);
-        qz_audio_stop(player, nullptr);
-    }
-    for (auto& log : logs) {
-        ASSERT_TRUE(log.wait_for(qz_audio_status_stopped));
-    }
-    for (const auto& player : players) {
-        qz_audio_play(player);
-    }
-    for (auto& log : logs) {
-        ASSERT_TRUE(log.wait_for(qz_audio_status_playing));
-    }
-    for (const auto& player : players) {
+        qz_audio_set_volume(player, 50);
         destroy(player);
     }
     for (auto& log : logs) {
@@ -100,7 +71,7 @@ TEST_F(ManyPlayersTest, TwoHundredPlayingAtOnce)
 TEST_F(ManyPlayersTest, EightOpeningAtOnce)
 {
     for (int round = 0; round < 25; ++round) {
-        on_threads(8, [this] {
+        on_threads(8, [this](unsigned) {
             const qz_audio_ptr player = make_player();
             status_log log(player);
             qz_audio_open(player);
@@ -113,11 +84,12 @@ TEST_F(ManyPlayersTest, EightOpeningAtOnce)
 
 TEST_F(ManyPlayersTest, TwoThatPlayToTheirEndsAtOnceAgainAndAgain)
 {
-    on_threads(2, [this] {
+    on_threads(2, [this](unsigned) {
         const qz_audio_ptr player = make_player();
         status_log log(player);
         for (int round = 0; round < 25; ++round) {
-            qz_audio_set_audio_track(player, round % 2 == 0 ? silent_track() : other_silent_track());
+            qz_audio_set_audio_track(player,
+                                     round % 2 == 0 ? silent_track() : other_silent_track());
             qz_audio_play(player);
             EXPECT_TRUE(log.wait_for(qz_audio_status_stopped));
         }

@@ -80,13 +80,15 @@ std::size_t threads_at_rest()
     return count;
 }
 
-} // namespace
-
-PlayersTest::PlayersTest()
+std::size_t descriptors_at_rest()
 {
     threads_at_rest();
-    descriptors_ = descriptor_count();
+    return descriptor_count();
 }
+
+} // namespace
+
+PlayersTest::PlayersTest() : descriptors_(descriptors_at_rest()) {}
 
 void PlayersTest::TearDown()
 {
@@ -98,7 +100,7 @@ void PlayersTest::TearDown()
 
 qz_audio_ptr PlayersTest::make_player()
 {
-    const qz_audio_ptr player = qz_audio_new();
+    qz_audio_ptr player = qz_audio_new();
     const std::lock_guard<std::mutex> lock(mutex_);
     players_.emplace_back(player);
     return player;

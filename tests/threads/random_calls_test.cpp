@@ -1,12 +1,11 @@
 #include "captured_output.h"
 #include "every_function.h"
+#include "on_threads.h"
 #include "players_test.h"
 
 #include <cstdlib>
 #include <random>
 #include <string>
-#include <thread>
-#include <vector>
 
 // A program of its own: what a second open leaves behind is no leak of these tests.
 
@@ -22,13 +21,13 @@ namespace
 {
 
 constexpr int rounds = 20;
-constexpr int threads = 8;
+constexpr unsigned threads = 8;
 constexpr int calls = 150;
 
 /// The environment may repeat a run.
 unsigned first_seed()
 {
-    const char* const wanted = std::getenv("QZ_TEST_SEED");
+    const char* const wanted = std::getenv("QZ_TEST_SEED"); // NOLINT(concurrency-mt-unsafe)
     return wanted != nullptr ? static_cast<unsigned>(std::stoul(wanted)) : std::random_device()();
 }
 
@@ -53,13 +52,7 @@ void call_at_random(const qz_audio_ptr& player, unsigned seed)
 /// Eight threads on one player, which is destroyed in the end if none has done so.
 void play_round(const qz_audio_ptr& player, unsigned seed)
 {
-    std::vector<std::thread> callers;
-    for (unsigned number = 0; number < threads; ++number) {
-        callers.emplace_back(call_at_random, player, seed + number);
-    }
-    for (auto& caller : callers) {
-        caller.join();
-    }
+    on_threads(threads, [&](unsigned number) { call_at_random(player, seed + number); });
     destroy(player);
 }
 

@@ -46,6 +46,7 @@ void write_track(const fs::path& path, const silent_frame& frame, int frames)
 fs::path installed_modules()
 {
     Dl_info library{};
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): dladdr takes any address.
     dladdr(reinterpret_cast<const void*>(&out123_new), &library);
     return fs::path(library.dli_fname).parent_path() / "mpg123";
 }
@@ -84,16 +85,17 @@ private:
         ASSERT_TRUE(fs::exists(alsa)) << "install the Debian package mpg123";
         fs::create_directory(modules);
         fs::create_symlink(alsa, modules / "output_alsa.so");
-        write_file(folder / "asound.conf", "pcm.!default { type null }\n"
-                                           "ctl.!default { type null }\n");
-        setenv("MPG123_MODDIR", modules.c_str(), 1);
-        setenv("ALSA_CONFIG_PATH", (folder / "asound.conf").c_str(), 1);
+        const fs::path config = folder / "asound.conf";
+        write_file(config, "pcm.!default { type null }\n"
+                           "ctl.!default { type null }\n");
+        setenv("MPG123_MODDIR", modules.c_str(), 1);   // NOLINT(concurrency-mt-unsafe)
+        setenv("ALSA_CONFIG_PATH", config.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
     }
 };
 
 // GoogleTest owns it.
-const auto* const sound = dynamic_cast<silent_sound*>(
-    testing::AddGlobalTestEnvironment(new silent_sound));
+const auto* const sound =
+    dynamic_cast<silent_sound*>(testing::AddGlobalTestEnvironment(new silent_sound));
 
 } // namespace
 

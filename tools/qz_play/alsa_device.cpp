@@ -1,7 +1,8 @@
 #include "alsa_device.h"
 
+#include "environment.h"
+
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -39,15 +40,15 @@ bool sets_default_device(const fs::path& file)
 std::vector<fs::path> configuration_files()
 {
     std::vector<fs::path> files = {"/etc/asound.conf"};
-    const char* home = std::getenv("HOME");
-    const char* config = std::getenv("XDG_CONFIG_HOME");
+    const auto home = environment_variable("HOME");
+    const auto config = environment_variable("XDG_CONFIG_HOME");
     if (home) {
-        files.push_back(fs::path(home) / ".asoundrc");
+        files.push_back(fs::path(*home) / ".asoundrc");
     }
     if (config) {
-        files.push_back(fs::path(config) / "alsa/asoundrc");
+        files.push_back(fs::path(*config) / "alsa/asoundrc");
     } else if (home) {
-        files.push_back(fs::path(home) / ".config/alsa/asoundrc");
+        files.push_back(fs::path(*home) / ".config/alsa/asoundrc");
     }
     return files;
 }
@@ -63,7 +64,8 @@ bool is_there(const fs::path& file)
 bool alsa_device_exists()
 {
     const std::vector<fs::path> files = configuration_files();
-    return std::getenv("ALSA_CONFIG_PATH") || any_file_in("/dev/snd", is_playback_device) ||
+    return environment_variable("ALSA_CONFIG_PATH") ||
+           any_file_in("/dev/snd", is_playback_device) ||
            std::any_of(files.begin(), files.end(), is_there) ||
            any_file_in("/etc/alsa/conf.d", sets_default_device);
 }

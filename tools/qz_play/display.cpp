@@ -1,9 +1,9 @@
 #include "display.h"
 
+#include "environment.h"
+
 #include <algorithm>
-#include <cstdlib>
 #include <iostream>
-#include <iterator>
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -15,8 +15,7 @@ constexpr auto erase_line = "\r\x1b[K";
 
 bool is_capable_terminal()
 {
-    const char* terminal = std::getenv("TERM");
-    return isatty(STDERR_FILENO) && terminal && std::string(terminal) != "dumb";
+    return isatty(STDERR_FILENO) == 1 && environment_variable("TERM").value_or("dumb") != "dumb";
 }
 
 std::string printable(std::string text)
@@ -32,6 +31,11 @@ std::string cut_to_window(const std::string& text)
     winsize window{};
     const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &window) == 0 && window.ws_col > 0;
     return known ? text.substr(0, window.ws_col - 1U) : text;
+}
+
+void write(const std::string& text)
+{
+    std::cerr << text << std::flush;
 }
 
 } // namespace
@@ -60,9 +64,4 @@ void display::live(const std::string& text)
         live_ = text;
         write(erase_line + cut_to_window(text));
     }
-}
-
-void display::write(const std::string& text)
-{
-    std::cerr << text << std::flush;
 }

@@ -20,14 +20,12 @@ public:
     /// Writes a line that says what went wrong.
     void error(const std::string& sentence);
 
-    bool has_live_line() const { return terminal_; }
+    [[nodiscard]] bool has_live_line() const { return terminal_; }
 
     /// Replaces the live line.
     void live(const std::string& text);
 
 private:
-    void write(const std::string& text);
-
     const bool terminal_;
     std::string live_;
 };

@@ -1,6 +1,7 @@
 #include "output_modules.h"
 
 #include "alsa_device.h"
+#include "environment.h"
 #include "failures.h"
 #include "pulse_server.h"
 
@@ -8,7 +9,6 @@
 #include <out123.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -44,6 +44,7 @@ names modules_that_can_sound(const options& chosen)
 fs::path default_folder()
 {
     Dl_info library{};
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): dladdr takes any address.
     dladdr(reinterpret_cast<const void*>(&out123_new), &library);
     return fs::path(library.dli_fname).parent_path() / "mpg123";
 }
@@ -51,8 +52,8 @@ fs::path default_folder()
 /// Where libout123 would look, best first, with the folder itself that the user has named.
 std::vector<fs::path> folders_to_search(const options& chosen)
 {
-    if (const char* folder = std::getenv(folder_variable)) {
-        return {folder};
+    if (const auto folder = environment_variable(folder_variable)) {
+        return {*folder};
     }
     std::vector<fs::path> folders;
     if (chosen.bin_path) {
@@ -81,8 +82,10 @@ bool link_modules(const names& modules, const fs::path& source, const fs::path& 
 
 void choose_output_modules(const options& chosen, const temp_folder& folder)
 {
-    setenv("PULSE_LATENCY_MSEC", "30", 0);
-    if (std::getenv(folder_variable) && !chosen.wav) {
+    if (!environment_variable("PULSE_LATENCY_MSEC")) {
+        set_environment_variable("PULSE_LATENCY_MSEC", "30");
+    }
+    if (environment_variable(folder_variable) && !chosen.wav) {
         return;
     }
     const names modules = modules_that_can_sound(chosen);
@@ -99,5 +102,5 @@ void choose_output_modules(const options& chosen, const temp_folder& folder)
         throw startup_failure("libout123's output modules are not in " + sources.back().string() +
                               "; install the Debian package mpg123, which holds them.");
     }
-    setenv(folder_variable, folder.path().c_str(), 1);
+    set_environment_variable(folder_variable, folder.path());
 }

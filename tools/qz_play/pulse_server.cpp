@@ -1,7 +1,8 @@
 #include "pulse_server.h"
 
+#include "environment.h"
+
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
@@ -34,8 +35,9 @@ bool socket_answers(const std::string& path)
     if (connection < 0) {
         return false;
     }
-    const bool answers =
-        connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): addresses of all kinds pass so.
+    const auto* any_address = reinterpret_cast<const sockaddr*>(&address);
+    const bool answers = connect(connection, any_address, sizeof address) == 0;
     close(connection);
     return answers;
 }
@@ -68,14 +70,14 @@ std::vector<std::string> linked_sockets(const std::string& home)
 std::vector<std::string> default_sockets()
 {
     std::vector<std::string> sockets;
-    if (const char* folder = std::getenv("PULSE_RUNTIME_PATH")) {
-        sockets.push_back(std::string(folder) + "/native");
-    } else if (const char* runtime = std::getenv("XDG_RUNTIME_DIR")) {
-        sockets.push_back(std::string(runtime) + "/pulse/native");
-    } else if (const char* home = std::getenv("HOME")) {
-        sockets = linked_sockets(home);
+    if (const auto folder = environment_variable("PULSE_RUNTIME_PATH")) {
+        sockets.push_back(*folder + "/native");
+    } else if (const auto runtime = environment_variable("XDG_RUNTIME_DIR")) {
+        sockets.push_back(*runtime + "/pulse/native");
+    } else if (const auto home = environment_variable("HOME")) {
+        sockets = linked_sockets(*home);
     }
-    sockets.push_back("/var/run/pulse/native");
+    sockets.emplace_back("/var/run/pulse/native");
     return sockets;
 }
 
@@ -83,8 +85,8 @@ std::vector<std::string> default_sockets()
 
 bool pulse_server_answers()
 {
-    if (const char* servers = std::getenv("PULSE_SERVER")) {
-        std::istringstream list(servers);
+    if (const auto servers = environment_variable("PULSE_SERVER")) {
+        std::istringstream list(*servers);
         using entries = std::istream_iterator<std::string>;
         return std::any_of(entries(list), entries(), named_server_answers);
     }

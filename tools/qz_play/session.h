@@ -29,15 +29,15 @@ private:
     void start_output();
     void finish_output();
     void play(const track& next, std::size_t index);
-    std::string problem_of_run() const;
-    int result() const;
+    [[nodiscard]] std::string problem_of_run() const;
+    [[nodiscard]] int result() const;
 
     void wait_until(const std::function<bool()>& reached);
     void take_waiting_events();
     bool take_event(event_queue::clock::time_point deadline);
-    event_queue::clock::time_point next_duty() const;
+    [[nodiscard]] event_queue::clock::time_point next_duty() const;
     void draw();
-    std::string live_line() const;
+    [[nodiscard]] std::string live_line() const;
 
     void on(const status_changed& change);
     void on(const error_reported& error);

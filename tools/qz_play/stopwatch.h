@@ -23,9 +23,9 @@ public:
         running_ = false;
     }
 
-    bool running() const { return running_; }
+    [[nodiscard]] bool running() const { return running_; }
 
-    seconds elapsed() const
+    [[nodiscard]] seconds elapsed() const
     {
         return before_ + (running_ ? seconds(clock::now() - started_) : seconds::zero());
     }

@@ -28,7 +28,7 @@ temp_folder::temp_folder()
         refuse(error);
     }
     std::string name = fs::absolute(parent) / "qz_play-XXXXXX";
-    if (!mkdtemp(name.data())) {
+    if (mkdtemp(name.data()) == nullptr) {
         refuse(std::error_code(errno, std::generic_category()));
     }
     path_ = name;

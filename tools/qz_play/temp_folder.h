@@ -15,7 +15,7 @@ public:
     temp_folder(const temp_folder&) = delete;
     temp_folder& operator=(const temp_folder&) = delete;
 
-    const std::filesystem::path& path() const { return path_; }
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
     static void remove(const std::filesystem::path& path) noexcept;
 

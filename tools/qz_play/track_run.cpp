@@ -20,8 +20,11 @@ void track_run::on(const status_changed& change)
     output_was_open_ = output_was_open_ || status_ != qz_audio_status_none;
     if (status_ == qz_audio_status_loaded && phase_ == phase::loading) {
         start();
-    } else if (status_ == qz_audio_status_playing && phase_ == phase::starting) {
+    }
+    if (status_ == qz_audio_status_playing && phase_ == phase::starting) {
         phase_ = phase::playing;
+    }
+    if (status_ == qz_audio_status_playing) {
         clock_.start();
     } else {
         clock_.stop();
@@ -98,12 +101,12 @@ void track_run::end()
 /// The code may be either library's: what the player was doing tells whose.
 std::string track_run::describe(int code) const
 {
-    const bool output_is_gone = status_ == qz_audio_status_none;
     if (phase_ == phase::playing) {
         return "the sound breaks off; the rest of the file is damaged or of another format.";
     }
-    if (output_is_gone && phase_ == phase::loading && output_was_open_ && code == 0) {
-        return "the sound output does not take the format of this file.";
+    const bool output_is_gone = status_ == qz_audio_status_none;
+    if (output_is_gone && code == 0) {
+        return "the sound output cannot be started for this file.";
     }
     if (output_is_gone && (phase_ == phase::starting || !output_was_open_)) {
         return std::string("the sound output cannot be used: ") + out123_plain_strerror(code) + ".";

@@ -35,30 +35,30 @@ public:
     void follow_clock();
 
     /// Returns when the volume has to change next, if it has to.
-    std::optional<seconds> next_volume_change() const;
+    [[nodiscard]] std::optional<seconds> next_volume_change() const;
 
-    bool over() const { return phase_ == phase::over; }
+    [[nodiscard]] bool over() const { return phase_ == phase::over; }
 
     /// Returns whether the track has been played from its start to its end.
-    bool complete() const { return complete_; }
+    [[nodiscard]] bool complete() const { return complete_; }
 
     /// Returns what went wrong, as a sentence; empty when nothing did.
-    const std::string& problem() const { return problem_; }
+    [[nodiscard]] const std::string& problem() const { return problem_; }
 
-    const track& played() const { return track_; }
+    [[nodiscard]] const track& played() const { return track_; }
 
     /// Returns whether the sound goes on at this moment.
-    bool sounds() const { return clock_.running(); }
+    [[nodiscard]] bool sounds() const { return clock_.running(); }
 
     /// Returns how far the sound has come: into the current round, where the track repeats.
-    seconds position() const;
+    [[nodiscard]] seconds position() const;
 
 private:
     enum class phase { loading, starting, playing, ending, over };
 
     void start();
     void end();
-    std::string describe(int code) const;
+    [[nodiscard]] std::string describe(int code) const;
 
     player& player_;
     const track track_;

@@ -21,10 +21,10 @@ public:
     /// A track of unknown length does not fall.
     volume_curve(const options& chosen, const track& played);
 
-    int volume_at(seconds elapsed) const;
+    [[nodiscard]] int volume_at(seconds elapsed) const;
 
     /// Returns how long the volume stays as it is at `elapsed`; nothing when it stays for ever.
-    std::optional<seconds> steady_for(seconds elapsed) const;
+    [[nodiscard]] std::optional<seconds> steady_for(seconds elapsed) const;
 
 private:
     int full_;

@@ -1,9 +1,9 @@
 #include "wav_output.h"
 
+#include "environment.h"
 #include "failures.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <system_error>
 
 #include <fcntl.h>
@@ -41,14 +41,13 @@ int write_configuration(const std::string& text)
 
 } // namespace
 
-wav_output::wav_output()
-    : configuration_(-1), target_(valid(open("/dev/null", O_WRONLY | O_CLOEXEC)))
+wav_output::wav_output() : target_(valid(open("/dev/null", O_WRONLY | O_CLOEXEC)))
 {
     configuration_ = write_configuration(
         "pcm.!default { type file slave.pcm { type null } file \"" + path_of(target_) +
         "\" format \"wav\" }\n"
         "ctl.!default { type null }\n");
-    setenv("ALSA_CONFIG_PATH", path_of(configuration_).c_str(), 1);
+    set_environment_variable("ALSA_CONFIG_PATH", path_of(configuration_));
 }
 
 wav_output::~wav_output()
@@ -57,6 +56,7 @@ wav_output::~wav_output()
     close(target_);
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes what the target stands for.
 void wav_output::begin(const fs::path& file, const std::string& track)
 {
     std::error_code ignored;

@@ -25,10 +25,10 @@ public:
     void begin(const std::filesystem::path& file, const std::string& track);
 
     /// Returns whether `sound_bytes` have been written behind the header, as far as the file can tell.
-    bool holds(std::uintmax_t sound_bytes) const;
+    [[nodiscard]] bool holds(std::uintmax_t sound_bytes) const;
 
 private:
-    int configuration_;
+    int configuration_ = -1;
     int target_;
 };
 

@@ -21,12 +21,13 @@ bool may_start()
 
 } // namespace
 
-extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                              void* (*routine)(void*), void* argument) noexcept
+extern "C" int pthread_create(pthread_t* newthread, const pthread_attr_t* attr,
+                              void* (*start_routine)(void*), void* arg) noexcept
 {
     using function = decltype(&pthread_create);
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): what dlsym is for.
     static const auto real = reinterpret_cast<function>(dlsym(RTLD_NEXT, "pthread_create"));
-    return may_start() ? real(thread, attributes, routine, argument) : EAGAIN;
+    return may_start() ? real(newthread, attr, start_routine, arg) : EAGAIN;
 }
 
 failing_threads::failing_threads(int allowed)

@@ -5,10 +5,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <fstream>
 #include <iterator>
-#include <limits>
+#include <system_error>
 
 namespace fs = std::filesystem;
 
@@ -50,6 +49,19 @@ private:
 std::size_t thread_count()
 {
     return files_in("/proc/self/task");
+}
+
+std::size_t threads_named(const std::string& name)
+{
+    std::size_t count = 0;
+    for (const auto& task : fs::directory_iterator("/proc/self/task")) {
+        std::string found;
+        std::getline(std::ifstream(task.path() / "comm"), found);
+        if (found == name) {
+            ++count;
+        }
+    }
+    return count;
 }
 
 std::size_t descriptor_count()
@@ -95,6 +107,7 @@ std::string run_program(const std::string& name, const std::vector<std::string>&
     std::vector<std::string> words{program_folder() / name};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words) {
         argv.push_back(word.data());
     }
@@ -104,7 +117,7 @@ std::string run_program(const std::string& name, const std::vector<std::string>&
     pid_t child = 0;
     const int error = posix_spawn(&child, argv[0], actions.get(), nullptr, argv.data(), environ);
     if (error != 0) {
-        return name + ": " + std::strerror(error);
+        return name + ": " + std::generic_category().message(error);
     }
     int status = 0;
     waitpid(child, &status, 0);

@@ -19,6 +19,9 @@ constexpr bool has_thread_sanitizer = false;
 /// How many threads this process has.
 std::size_t thread_count();
 
+/// How many of them bear this name.
+std::size_t threads_named(const std::string& name);
+
 /// How many file descriptors this process has open.
 std::size_t descriptor_count();
 
