@@ -218,7 +218,7 @@ TEST_F(CreationTest, GoesOnAfterAPropertyThatCannotBeCreated)
 
 TEST_F(CreationTest, KeepsARecordThatIsThereAlready)
 {
-    const expected_leak the_players_own_record;
+    [[maybe_unused]] const expected_leak the_players_own_record;
     auto* const present = new _audio_data;
     platform::initial_properties()["audio_data"] = present;
     qz_audio_ptr player = qz_audio_new();

@@ -6,20 +6,25 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <functional>
 #include <optional>
+#include <utility>
 
-using ::testing::DoubleNear;
 using ::testing::ElementsAre;
-using ::testing::Pointwise;
+using ::testing::PrintToString;
 
 namespace
 {
 
 constexpr int recorded_rate = 44100;
-constexpr std::size_t stretch =
-    recorded_rate / 50;         ///< 20 ms: whole periods of the tones used here.
-constexpr double audible = 100; ///< Of 32767.
+
+/// 20 ms: whole periods of the tones used here.
+constexpr std::size_t stretch = recorded_rate / 50;
+
+/// Of 32767.
+constexpr double audible = 100;
 
 std::vector<std::string> recorder_into(const std::string& file)
 {
@@ -72,7 +77,8 @@ bool is_close(double a, double b)
     return std::abs(a - b) <= 0.03 * std::max(a, b);
 }
 
-/// The loudness of each step that is heard: audible and steady for a while. Neighbours differ.
+/// The loudness, relative to the first, of each step that is heard: audible and steady for a while.
+/// Neighbours differ.
 std::vector<double> steps_of(const std::vector<double>& levels)
 {
     constexpr std::ptrdiff_t long_enough = 4;
@@ -85,11 +91,6 @@ std::vector<double> steps_of(const std::vector<double>& levels)
             steps.push_back(*at);
         }
     }
-    return steps;
-}
-
-std::vector<double> relative_to_first(std::vector<double> steps)
-{
     const double first = steps.empty() ? 1 : steps.front();
     for (double& step : steps) {
         step /= first;
@@ -97,36 +98,31 @@ std::vector<double> relative_to_first(std::vector<double> steps)
     return steps;
 }
 
-/// The samples from the first audible stretch to the last.
-std::string audible_part(const std::string& samples)
+double audible_seconds(const std::vector<double>& levels)
 {
-    const std::vector<double> levels = loudness(samples, stretch);
-    const auto is_audible = [](double level) { return level > audible; };
-    const auto first = std::find_if(levels.begin(), levels.end(), is_audible);
-    const auto last = std::find_if(levels.rbegin(), levels.rend(), is_audible).base();
-    const auto bytes = [](auto stretches) {
-        return static_cast<std::size_t>(stretches) * stretch * sizeof(std::int16_t);
-    };
-    return first == levels.end()
-               ? ""
-               : samples.substr(bytes(first - levels.begin()), bytes(last - first));
+    const auto stretches =
+        std::count_if(levels.begin(), levels.end(), [](double level) { return level > audible; });
+    return static_cast<double>(stretches) * stretch / recorded_rate;
 }
 
-double seconds_of(const std::string& samples)
-{
-    return static_cast<double>(samples.size()) / sizeof(std::int16_t) / recorded_rate;
-}
-
-/// Hertz of a tone, from how often its samples become positive.
+/// Hertz of a tone, from how far apart its samples become positive; gaps in the tone do not matter.
 double pitch_of(const std::string& samples)
 {
     std::vector<std::int16_t> values(samples.size() / sizeof(std::int16_t));
     std::memcpy(values.data(), samples.data(), values.size() * sizeof(std::int16_t));
-    int rises = 0;
+    std::vector<std::size_t> periods;
+    std::size_t last_rise = 0;
     for (std::size_t at = 1; at < values.size(); ++at) {
-        rises += values[at - 1] <= 0 && values[at] > 0 ? 1 : 0;
+        if (values[at - 1] <= 0 && values[at] > 0) {
+            periods.push_back(at - std::exchange(last_rise, at));
+        }
     }
-    return rises / seconds_of(samples);
+    if (periods.empty()) {
+        return 0;
+    }
+    const auto median = periods.begin() + static_cast<std::ptrdiff_t>(periods.size() / 2);
+    std::nth_element(periods.begin(), median, periods.end());
+    return recorded_rate / static_cast<double>(*median);
 }
 
 /// Sound through a PulseAudio server, in real time.
@@ -173,6 +169,15 @@ protected:
         ASSERT_TRUE(player->waits_for("stopped"));
     }
 
+    /// Returns whether the last step that is heard has this loudness, relative to the first.
+    [[nodiscard]] bool is_heard_at(double wanted) const
+    {
+        const std::vector<double> steps = steps_of(heard->levels());
+        return !steps.empty() && std::abs(steps.back() - wanted) < tolerance;
+    }
+
+    static constexpr double tolerance = 0.05;
+
     std::optional<sound_server> server;
     std::optional<recording> heard;
     std::optional<told_player> player;
@@ -185,10 +190,9 @@ TEST_F(pulse, plays_a_track_at_its_length_and_pitch)
     EXPECT_TRUE(player->plays(make_tone("400", "1.5")));
     EXPECT_THAT(player->end(), ElementsAre("opened", "loaded", "playing", "stopped", "none"));
     ASSERT_TRUE(comes_true([&] { return heard->ends_silent(); }));
-    const std::string part = audible_part(heard->samples());
-    ASSERT_GT(seconds_of(part), 1.0);
-    EXPECT_LT(seconds_of(part), 2.0);
-    EXPECT_NEAR(pitch_of(part), 400, 10);
+    EXPECT_GT(audible_seconds(heard->levels()), 1.0);
+    EXPECT_LT(audible_seconds(heard->levels()), 2.0);
+    EXPECT_NEAR(pitch_of(heard->samples()), 400, 10);
 }
 
 TEST_F(pulse, is_silent_while_paused)
@@ -204,26 +208,30 @@ TEST_F(pulse, is_silent_while_paused)
 
 TEST_F(pulse, lets_fades_be_heard_in_their_steps)
 {
-    constexpr int timeout = 300;
     qz_audio_set_audio_volume_decrement_step(player->handle(), 20);
-    qz_audio_set_audio_volume_decrement_timeout(player->handle(), timeout);
     qz_audio_set_audio_volume_increment_step(player->handle(), 20);
-    qz_audio_set_audio_volume_increment_timeout(player->handle(), timeout);
     play(make_tone("1000", "60"));
     qz_audio_volume_decrement_timeout_start(player->handle(), 20);
-    ASSERT_TRUE(player->waits_for("volume 20"));
+    ASSERT_TRUE(comes_true([&] { return is_heard_at(0.2); }));
     qz_audio_volume_increment_timeout_start(player->handle(), 100);
-    ASSERT_TRUE(player->waits_for("volume 100"));
-    const std::vector<double> expected{1, 0.8, 0.6, 0.4, 0.2, 0.4, 0.6, 0.8, 1};
-    comes_true([&] { return steps_of(heard->levels()).size() >= expected.size(); });
+    ASSERT_TRUE(comes_true([&] { return is_heard_at(1); }));
     stop();
-    EXPECT_THAT(relative_to_first(steps_of(heard->levels())),
-                Pointwise(DoubleNear(0.05), expected));
+
+    const std::vector<double> steps = steps_of(heard->levels());
+    for (const double step : steps) {
+        EXPECT_NEAR(step, std::round(step * 5) / 5, tolerance) << "not a step of 20 percent";
+    }
+    const auto bottom = std::min_element(steps.begin(), steps.end());
+    EXPECT_TRUE(std::is_sorted(steps.begin(), bottom, std::greater<>())) << PrintToString(steps);
+    EXPECT_TRUE(std::is_sorted(bottom, steps.end())) << PrintToString(steps);
+    // A machine that is very busy may swallow one step or another, but never all of them.
+    EXPECT_GE(bottom - steps.begin(), 2) << PrintToString(steps);
+    EXPECT_GE(steps.end() - bottom, 3) << PrintToString(steps);
 }
 
 TEST_F(pulse, that_dies_lets_the_track_run_out_unheard)
 {
-    play(make_tone("400", "60"));
+    play(make_tone("400", "10"));
     server.reset();
     EXPECT_TRUE(player->waits_for("stopped"));
     EXPECT_THAT(player->end(), ElementsAre("opened", "loaded", "playing", "stopped", "none"));

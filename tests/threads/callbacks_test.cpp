@@ -45,11 +45,17 @@ const std::vector<callback>& callbacks()
     return all;
 }
 
-void register_all(const qz_audio_ptr& player, const std::shared_ptr<void>& capture)
+/// Registers callbacks that do nothing, each of which captures something of its own that `make` makes.
+void register_all(const qz_audio_ptr& player, const std::function<std::shared_ptr<void>()>& make)
 {
-    qz_audio_on_status_change(player, [capture](const qz_audio_ptr&, qz_audio_status) {});
-    qz_audio_on_error(player, [capture](const qz_audio_ptr&, int) {});
-    qz_audio_on_volume_change(player, [capture](const qz_audio_ptr&, int) {});
+    qz_audio_on_status_change(player, [capture = make()](const qz_audio_ptr&, qz_audio_status) {});
+    qz_audio_on_error(player, [capture = make()](const qz_audio_ptr&, int) {});
+    qz_audio_on_volume_change(player, [capture = make()](const qz_audio_ptr&, int) {});
+}
+
+std::shared_ptr<void> nothing()
+{
+    return nullptr;
 }
 
 void clear_all(const qz_audio_ptr& player)
@@ -140,10 +146,9 @@ TEST_P(EachCallbackTest, MayDropTheLastHandle)
 TEST_P(EachCallbackTest, MayReplaceAllCallbacks)
 {
     const qz_audio_ptr player = make_player();
-    const auto capture = at_end([] {});
-    act_inside(player, [capture](const qz_audio_ptr& told) {
+    act_inside(player, [](const qz_audio_ptr& told) {
         clear_all(told);
-        register_all(told, capture);
+        register_all(told, nothing);
     });
     destroy(player);
 }
@@ -224,22 +229,24 @@ namespace
 class CapturesTest : public PlayersTest
 {
 protected:
-    /// Something for callbacks of `player` to capture, which calls back in at its end.
-    static std::shared_ptr<void> calling_back(const qz_audio_ptr& player,
-                                              const std::shared_ptr<event>& gone)
+    /// Makes captures for callbacks of `player`, which call back in at their ends and note these.
+    [[nodiscard]] std::function<std::shared_ptr<void>()>
+    calling_back(const qz_audio_ptr& player) const
     {
-        return at_end([watch = boost::weak_ptr<_qz_audio>(player), gone] {
-            if (const qz_audio_ptr still = watch.lock()) {
-                clear_all(still);
-                qz_audio_get_playback_status(still);
-                std::string text = "text";
-                qz_audio_get_last_error_string(still, text);
-            }
-            gone->set();
-        });
+        return [watch = boost::weak_ptr<_qz_audio>(player), ends = ends] {
+            return at_end([watch, ends] {
+                if (const qz_audio_ptr still = watch.lock()) {
+                    clear_all(still);
+                    qz_audio_get_playback_status(still);
+                    std::string text = "text";
+                    qz_audio_get_last_error_string(still, text);
+                }
+                ends->note("end");
+            });
+        };
     }
 
-    std::shared_ptr<event> gone = std::make_shared<event>();
+    std::shared_ptr<journal> ends = std::make_shared<journal>();
 };
 
 } // namespace
@@ -247,40 +254,41 @@ protected:
 TEST_F(CapturesTest, MayCallBackInWhenReplaced)
 {
     const qz_audio_ptr player = make_player();
-    register_all(player, calling_back(player, gone));
-    register_all(player, at_end([] {}));
-    EXPECT_TRUE(gone->wait());
+    register_all(player, calling_back(player));
+    register_all(player, nothing);
+    EXPECT_TRUE(ends->wait_for(3));
     destroy(player);
 }
 
 TEST_F(CapturesTest, MayCallBackInWhenCleared)
 {
     const qz_audio_ptr player = make_player();
-    register_all(player, calling_back(player, gone));
+    register_all(player, calling_back(player));
     clear_all(player);
-    EXPECT_TRUE(gone->wait());
+    EXPECT_TRUE(ends->wait_for(3));
     destroy(player);
 }
 
 TEST_F(CapturesTest, MayCallBackInWhenTheirPlayerIsDestroyed)
 {
+    std::size_t count = 0;
     for (const auto status : all_statuses()) {
         const qz_audio_ptr player = make_player();
         bring_to(player, status);
-        const auto each_gone = std::make_shared<event>();
-        register_all(player, calling_back(player, each_gone));
+        register_all(player, calling_back(player));
         destroy(player);
-        EXPECT_TRUE(each_gone->wait()) << name_of(status);
+        count += 3;
+        EXPECT_TRUE(ends->wait_for(count)) << name_of(status);
     }
 }
 
 TEST_F(CapturesTest, MayCallBackInAfterTheCallbackThatReplacedThem)
 {
     const qz_audio_ptr player = make_player();
-    qz_audio_on_volume_change(player, [capture = calling_back(player, gone)](
-                                          const qz_audio_ptr& told, int) { clear_all(told); });
+    qz_audio_on_volume_change(player, [capture = calling_back(player)()](const qz_audio_ptr& told,
+                                                                         int) { clear_all(told); });
     qz_audio_set_volume(player, 10);
-    EXPECT_TRUE(gone->wait());
+    EXPECT_TRUE(ends->wait_for(1));
     destroy(player);
 }
 
@@ -288,12 +296,11 @@ TEST_F(CapturesTest, MayCallBackInWhileNotificationsGoOn)
 {
     const qz_audio_ptr player = make_player();
     play_for_ever(player);
-    for (int round = 0; round < 200; ++round) {
-        const auto each_gone = std::make_shared<event>();
-        register_all(player, calling_back(player, each_gone));
-        qz_audio_set_volume(player, round % 100);
-        register_all(player, at_end([] {}));
-        ASSERT_TRUE(each_gone->wait());
+    for (std::size_t round = 1; round <= 200; ++round) {
+        register_all(player, calling_back(player));
+        qz_audio_set_volume(player, static_cast<int>(round));
+        register_all(player, nothing);
+        ASSERT_TRUE(ends->wait_for(3 * round));
     }
     destroy(player);
 }
@@ -304,7 +311,8 @@ TEST_F(CapturesTest, MayOwnAnotherPlayer)
     {
         const qz_audio_ptr owned = make_player();
         play_for_ever(owned);
-        register_all(player, at_end([owned] { destroy(owned); }));
+        const auto capture = at_end([owned] { destroy(owned); });
+        register_all(player, [&capture] { return capture; });
     }
     destroy(player);
 }
@@ -312,6 +320,6 @@ TEST_F(CapturesTest, MayOwnAnotherPlayer)
 TEST_F(CapturesTest, MayOwnTheirOwnPlayer)
 {
     const qz_audio_ptr player = make_player();
-    register_all(player, at_end([player] {}));
+    register_all(player, [&player] { return at_end([player] {}); });
     destroy(player);
 }

@@ -102,16 +102,17 @@ qz_audio_ptr PlayersTest::make_player()
 {
     qz_audio_ptr player = qz_audio_new();
     const std::lock_guard<std::mutex> lock(mutex_);
-    players_.emplace_back(player);
+    players_.push_back({player, player->thread_service});
     return player;
 }
 
 std::size_t PlayersTest::players_alive()
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    players_.erase(std::remove_if(players_.begin(), players_.end(),
-                                  [](const auto& player) { return player.expired(); }),
-                   players_.end());
+    const auto gone = [](const watched& each) {
+        return each.player.expired() && each.service.expired();
+    };
+    players_.erase(std::remove_if(players_.begin(), players_.end(), gone), players_.end());
     return players_.size();
 }
 

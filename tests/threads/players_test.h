@@ -58,6 +58,8 @@ protected:
 
     /// Any thread.
     qz_audio_ptr make_player();
+
+    /// How many of the players are left, or at least their thread services.
     std::size_t players_alive();
 
     /// The test opens open players: what they had before is never released.
@@ -67,5 +69,9 @@ private:
     std::size_t descriptors_;
     bool loses_outputs_ = false;
     std::mutex mutex_;
-    std::vector<boost::weak_ptr<_qz_audio>> players_;
+    struct watched {
+        boost::weak_ptr<_qz_audio> player;
+        boost::weak_ptr<_qz_thread_service> service;
+    };
+    std::vector<watched> players_;
 };
