@@ -18,8 +18,8 @@ struct outcome {
     bool stop; ///< The track is still playing and has to be stopped.
 };
 
-/// One entry into the play task. Tasks that its loop serves between two blocks may enter again: then
-/// the loop goes on for the newer entry, so that the stack does not grow with the entries.
+/// One entry into the play task. A task that its loop serves between two blocks may be another entry:
+/// then this one leaves.
 class play_entry
 {
 public:
@@ -41,8 +41,6 @@ private:
     int restart_output();
     void prepare_block();
     void apply_volume();
-    outcome loop();
-    bool takes_over();
     next decode();
     int read_block();
     void announce_playing();
@@ -56,20 +54,7 @@ private:
 
     _qz_audio* const player_;
     _audio_data* const adata_;
-    unsigned long mine_;
-};
-
-/// Sets a flag for a scope.
-class flag_scope
-{
-public:
-    explicit flag_scope(bool& flag) : flag_(flag) { flag_ = true; }
-    ~flag_scope() { flag_ = false; }
-    flag_scope(const flag_scope&) = delete;
-    flag_scope& operator=(const flag_scope&) = delete;
-
-private:
-    bool& flag_;
+    const unsigned long mine_;
 };
 
 outcome play_entry::play()
@@ -85,33 +70,8 @@ outcome play_entry::play()
     }
     prepare_block();
     apply_volume();
-    if (adata_->looping) {
-        adata_->entered_again = true;
-        return {0, false};
-    }
-    return loop();
-}
-
-outcome play_entry::loop()
-{
-    const flag_scope looping(adata_->looping);
-    next step = next::leave;
-    do {
-        step = decode();
-    } while (step == next::leave && takes_over());
-    // Leaving keeps the block: the destructor frees it, or the next entry.
-    return step == next::wind_up ? wind_up() : outcome{0, false};
-}
-
-/// Returns whether the loop that is being left goes on for a newer entry.
-bool play_entry::takes_over()
-{
-    if (player_->closed || !std::exchange(adata_->entered_again, false)) {
-        return false;
-    }
-    mine_ = player_->play_generation;
-    adata_->in_play = true;
-    return true;
+    // Leaving keeps the block: the next entry frees it, or the destructor.
+    return decode() == next::wind_up ? wind_up() : outcome{0, false};
 }
 
 int play_entry::open_and_load()
@@ -221,7 +181,11 @@ play_entry::next play_entry::decide()
     if (adata_->error != MPG123_DONE || !adata_->repeat) {
         return next::wind_up;
     }
-    return has_status(qz_audio_status_playing) ? rewind() : next::read;
+    if (has_status(qz_audio_status_playing)) {
+        return rewind();
+    }
+    const bool waits = has_status(qz_audio_status_paused) || has_status(qz_audio_status_stopped);
+    return waits ? next::read : next::wind_up;
 }
 
 play_entry::next play_entry::rewind()

@@ -37,8 +37,6 @@ public:
     qz_audio_status status = qz_audio_status_none; ///< The engine's own copy.
 
     bool pinned = false; ///< This decoder's output format was narrowed to that of an earlier track.
-    bool looping = false;       ///< The play loop runs.
-    bool entered_again = false; ///< A task that the loop served has entered the play task again.
 };
 
 /// Returns the player's record, or null when it is gone. Takes `property_mutex` for the read.

@@ -772,10 +772,8 @@ TEST_P(DestroyWhilePlayingTest, TheLoopsLeaveWithoutALookAtTheRecord)
     platform::run_all();
     platform::run_system_after_each_task();
     qz_audio_play(player);
-    // A repeating loop at the end of its track goes on serving tasks after a new track has been set:
-    // the play among them enters again inside it.
     for (unsigned depth = 1; depth < GetParam(); ++depth) {
-        qz_audio_set_audio_track(player, "at its end");
+        pause_when_served(depth);
         qz_audio_play(player);
     }
     qz_audio_destroy(player, "main", 1);

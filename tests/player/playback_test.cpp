@@ -775,7 +775,6 @@ TEST_F(PlaybackTest, ARewindInAnEntryThatANewerOneHasReplacedLeavesQuietly)
     EXPECT_FALSE(record().in_play);
 }
 
-/// No request leads there, since a pause at the end of the track is refused.
 TEST_F(PlaybackTest, RepeatingAndPausedAtTheEndItReadsOnAndServesOneTaskATurn)
 {
     observe(player);
@@ -783,12 +782,7 @@ TEST_F(PlaybackTest, RepeatingAndPausedAtTheEndItReadsOnAndServesOneTaskATurn)
     bring_to(loaded);
     take_events();
     forget();
-    when_served(
-        [this] {
-            record().status = paused;
-            player->property_list["status"] = paused;
-        },
-        4);
+    pause_when_served(4);
     when_served(
         [this] {
             for (int task = 0; task < 3; ++task) {
@@ -819,9 +813,7 @@ TEST_F(PlaybackTest, AtTheEndOfARepeatedTrackAPauseIsRefusedAndAStopIsNot)
     EXPECT_EQ(substitute::played(), "aaaabbbbccccaaaabbbbcccc");
 }
 
-/// The loop goes on reading although the status is no longer playing, and so takes a block of the new
-/// track with it.
-TEST_F(PlaybackTest, ATrackSetAtTheEndOfARepeatedOneLosesItsFirstBlockToTheLoop)
+TEST_F(PlaybackTest, ATrackSetAtTheEndOfARepeatedOneEndsItAndWaitsForThePlay)
 {
     observe(player);
     substitute::put_track("next", {{{MPG123_OK, "1111"}, {MPG123_OK, "2222"}}});
@@ -832,7 +824,9 @@ TEST_F(PlaybackTest, ATrackSetAtTheEndOfARepeatedOneLosesItsFirstBlockToTheLoop)
     when_served([this] { qz_audio_set_audio_track(player, "next"); }, 4);
     platform::run_all();
     EXPECT_EQ(take_events(), (lines{"status playing", "status loaded"}));
-    EXPECT_EQ(substitute::played(), "aaaabbbbcccc1111");
+    EXPECT_EQ(substitute::played(), "aaaabbbbcccc");
+    EXPECT_FALSE(record().in_play);
+    EXPECT_EQ(record().buffer, nullptr);
 
     qz_audio_set_repeat(player, false);
     qz_audio_play(player);
@@ -841,22 +835,39 @@ TEST_F(PlaybackTest, ATrackSetAtTheEndOfARepeatedOneLosesItsFirstBlockToTheLoop)
     EXPECT_EQ(substitute::played(), "aaaabbbbcccc11112222");
 }
 
+TEST_F(PlaybackTest, AnOutputThatFailsForATrackSetAtTheEndOfARepeatedOneIsReportedOnce)
+{
+    observe(player);
+    qz_audio_set_repeat(player, true);
+    bring_to(loaded);
+    take_events();
+    qz_audio_play(player);
+    when_served(
+        [this] {
+            answer("out123_start", {OUT123_ERR});
+            qz_audio_set_audio_track(player, "song");
+        },
+        4);
+    platform::run_all();
+    EXPECT_EQ(take_events(), (lines{"status playing", "status none", "error -12"}));
+    EXPECT_EQ(substitute::played(), "aaaabbbbcccc");
+}
+
 TEST_F(PlaybackTest, APlayServedByALoopThatReadsOnTakesItsPlace)
 {
     observe(player);
-    substitute::put_track("next", {{{MPG123_OK, "1111"}, {MPG123_OK, "2222"}}});
     qz_audio_set_repeat(player, true);
     bring_to(loaded);
     take_events();
     forget();
     qz_audio_play(player);
+    pause_when_served(4);
     when_served(
         [this] {
-            qz_audio_set_audio_track(player, "next");
             qz_audio_play(player);
             qz_audio_set_repeat(player, false);
         },
-        4);
+        5);
     when_served(
         [this] {
             EXPECT_TRUE(record().in_play);
@@ -864,16 +875,15 @@ TEST_F(PlaybackTest, APlayServedByALoopThatReadsOnTakesItsPlace)
         },
         6);
     platform::run_all();
-    EXPECT_EQ(take_events(),
-              (lines{"status playing", "status loaded", "status playing", "status stopped"}));
-    EXPECT_EQ(substitute::played(), "aaaabbbbcccc11112222");
+    EXPECT_EQ(take_events(), (lines{"status playing", "status playing", "status stopped"}));
+    EXPECT_EQ(substitute::played(), "aaaabbbbcccc");
     EXPECT_EQ(calls_to("mpg123_outblock").size(), 2U);
     EXPECT_FALSE(record().in_play);
     EXPECT_EQ(record().buffer, nullptr);
 }
 
-/// However often a play is served by a loop, the thread's stack stays as it is.
-TEST_F(PlaybackTest, LoopsThatTakeEachOthersPlaceAreNotNested)
+/// However many tracks are played one after another, the thread's stack stays as it is.
+TEST_F(PlaybackTest, PlaysOfTracksAtTheirEndsAreNotNested)
 {
     constexpr unsigned plays = 2000;
     substitute::put_track("at its end", {});

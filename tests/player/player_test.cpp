@@ -385,6 +385,16 @@ void PlayerTest::when_served(const std::function<void()>& calls, unsigned occurr
         "qz_thread_service_run_one_only", [calls] { platform::as_caller(calls); }, occurrence);
 }
 
+void PlayerTest::pause_when_served(unsigned occurrence)
+{
+    when_served(
+        [this] {
+            record().status = qz_audio_status_paused;
+            player->property_list["status"] = qz_audio_status_paused;
+        },
+        occurrence);
+}
+
 void PlayerTest::play_with(const std::function<void()>& calls)
 {
     bring_to(qz_audio_status_loaded);

@@ -161,6 +161,11 @@ protected:
     /// Plans `calls` for the next time that a play loop serves its tasks.
     static void when_served(const std::function<void()>& calls, unsigned occurrence = 1);
 
+    /// Has a play loop find the player paused when it serves its tasks. At the end of a repeating track the
+    /// loop then goes on, and a play among the tasks enters again inside it. No request leads there, since
+    /// a pause is refused at the end of a track.
+    void pause_when_served(unsigned occurrence);
+
     /// Loads "song" and plays it; `calls` are made while it plays.
     void play_with(const std::function<void()>& calls);
 

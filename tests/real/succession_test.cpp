@@ -172,6 +172,19 @@ TEST_F(succession, a_track_takes_the_place_of_a_playing_one)
     expect_whole(last);
 }
 
+TEST_F(succession, a_track_takes_the_place_of_a_short_one_that_repeats)
+{
+    const std::string second = make({22050, 1});
+    qz_audio_set_repeat(player.handle(), true);
+    qz_audio_set_audio_track(player.handle(), make({48000, 2}, "0.01"));
+    qz_audio_play(player.handle());
+    wait_for("playing");
+    set(second);
+    qz_audio_set_repeat(player.handle(), false);
+    play_to_the_end();
+    expect_whole(second);
+}
+
 TEST_F(succession, a_missing_file_ends_the_playing_one_and_is_told_once)
 {
     const std::string second = make({22050, 1});
