@@ -55,7 +55,7 @@ format: ## Formats the sources
 .PHONY: format-check
 format-check: ## Checks the format of the sources
 	@$(setup) check
-	clang-format --dry-run -Werror $(SOURCES)
+	@clang-format --dry-run -Werror $(SOURCES)
 
 .PHONY: tidy
 tidy: ## Builds with clang and checks the folders TIDY (src tools) with clang-tidy

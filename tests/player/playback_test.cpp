@@ -844,7 +844,7 @@ TEST_F(PlaybackTest, AnOutputThatFailsForATrackSetAtTheEndOfARepeatedOneIsReport
     qz_audio_play(player);
     when_served(
         [this] {
-            answer("out123_start", {OUT123_ERR});
+            answer("out123_start", OUT123_ERR);
             qz_audio_set_audio_track(player, "song");
         },
         4);
