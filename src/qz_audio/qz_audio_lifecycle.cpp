@@ -2,6 +2,7 @@
 #include "qz_audio/qz_audio_check.h"
 #include "qz_audio/qz_audio_diagnostics.h"
 #include "qz_audio/qz_audio_engine.h"
+#include "qz_audio/qz_audio_insist.h"
 #include "qz_audio/qz_audio_library.h"
 #include "qz_audio/qz_audio_notifications.h"
 #include "qz_audio/qz_audio_property.h"
@@ -121,24 +122,27 @@ void release_player(const qz_audio_ptr& self)
 /// Once the player's thread has stopped: the rest is the system service's.
 void post_release_player(_qz_audio* player)
 {
-    qz_audio_ptr self = handle_of(player);
-    qz_system_service_exec([self = std::move(self)] { release_player(self); }, __FILE__, __LINE__);
+    const qz_audio_ptr self = handle_of(player);
+    insist([&] { qz_system_service_exec([self] { release_player(self); }, __FILE__, __LINE__); });
 }
 
 /// System service, once playback has stopped: releases decoder and output, says so, forgets the
-/// callbacks and stops the player's thread.
+/// callbacks and stops the player's thread. Insists where memory is short: nobody can ask for it again.
 void take_down(_qz_audio* player, const qz_audio_ptr& ptr)
 {
-    _audio_data* const adata = get_audio_data(player);
+    _audio_data* adata = nullptr;
+    insist([&] { adata = get_audio_data(player); });
     const qz_audio_status before = std::exchange(adata->status, qz_audio_status_none);
     release_handles(adata->mh, adata->ao);
     if (before != qz_audio_status_none) {
-        change_status(handle_of(player), qz_audio_status_none);
+        insist([&] { change_status(handle_of(player), qz_audio_status_none); });
     }
-    clear_callbacks(*player);
-    qz_thread_service_stop(
-        player->thread_service,
-        [ptr, player](boost::shared_ptr<_qz_thread_service>) { post_release_player(player); });
+    insist([&] { clear_callbacks(*player); });
+    insist([&] {
+        qz_thread_service_stop(
+            player->thread_service,
+            [ptr, player](boost::shared_ptr<_qz_thread_service>) { post_release_player(player); });
+    });
 }
 
 /// Player's thread: closes the player for this thread and hands the rest to the system service.
@@ -146,19 +150,6 @@ void close(_qz_audio* player, const std::function<void(qz_audio_ptr)>& completio
 {
     player->closed = true;
     hand_over(player, completion);
-}
-
-/// Player's thread, the last thing that it does with the player's record. A stop that fails for lack of
-/// memory does not hold the end up.
-void stop_and_close(_qz_audio* player, const std::function<void(qz_audio_ptr)>& completion)
-{
-    try {
-        unless_closed(player, do_stop);
-    } catch (...) {
-        close(player, completion);
-        throw;
-    }
-    close(player, completion);
 }
 
 void post_last_stop(_qz_audio* player)
@@ -170,7 +161,7 @@ void post_last_stop(_qz_audio* player)
     qz_thread_service_exec(
         player->thread_service,
         [self = std::move(self), completion = std::move(completion), player] {
-            stop_and_close(player, completion);
+            do_then(player, do_stop, [&] { close(player, completion); });
         },
         __FILE__, __LINE__);
 }

@@ -29,11 +29,8 @@ int open_device(_audio_data& adata)
     return out123_open(adata.ao, adata.driver, adata.device);
 }
 
-} // namespace
-
-int do_open(_qz_audio* player)
+int open_handles(_qz_audio* player, _audio_data* adata)
 {
-    _audio_data* const adata = get_audio_data(player);
     QZ_AUDIO_CHECK("adata->mh must be nulll", adata->mh == nullptr);
     QZ_AUDIO_CHECK("status must be 'none'", adata->status == qz_audio_status_none);
     adata->mh = mpg123_new(nullptr, &adata->error);
@@ -61,6 +58,21 @@ int do_open(_qz_audio* player)
     change_status(handle_of(player), qz_audio_status_opened);
     adata->error = 0;
     return 0;
+}
+
+} // namespace
+
+int do_open(_qz_audio* player)
+{
+    _audio_data* const adata = get_audio_data(player);
+    try {
+        return open_handles(player, adata);
+    } catch (...) {
+        if (adata->status == qz_audio_status_none) {
+            release_handles(adata->mh, adata->ao); // nothing else would: nothing is open
+        }
+        throw;
+    }
 }
 
 int start_output(_audio_data& adata)

@@ -39,6 +39,7 @@ private:
 
     int open_and_load();
     int restart_output();
+    void report_and_release();
     void prepare_block();
     void apply_volume();
     next decode();
@@ -93,9 +94,7 @@ int play_entry::restart_output()
     if (start_output(*adata_) != 0) {
         adata_->error = out123_errcode(adata_->ao);
         adata_->status = qz_audio_status_none;
-        change_status(handle_of(player_), qz_audio_status_none);
-        call_on_error(handle_of(player_), adata_->error);
-        release_handles(adata_->mh, adata_->ao);
+        report_and_release();
         return adata_->error;
     }
     if (has_status(qz_audio_status_stopped)) {
@@ -103,6 +102,19 @@ int play_entry::restart_output()
         change_status(handle_of(player_), qz_audio_status_loaded);
     }
     return 0;
+}
+
+/// Releases the handles also where the reports fail: without them nothing is open.
+void play_entry::report_and_release()
+{
+    try {
+        change_status(handle_of(player_), qz_audio_status_none);
+        call_on_error(handle_of(player_), adata_->error);
+    } catch (...) {
+        release_handles(adata_->mh, adata_->ao);
+        throw;
+    }
+    release_handles(adata_->mh, adata_->ao);
 }
 
 void play_entry::prepare_block()
@@ -217,12 +229,25 @@ void drop_and_rewind(_audio_data& adata)
     }
 }
 
+void stop_playing(_qz_audio* player)
+{
+    if (get_audio_data(player)->status == qz_audio_status_playing) {
+        do_stop(player);
+    }
+}
+
 } // namespace
 
 int do_play(_qz_audio* player)
 {
-    const outcome ended = play_entry(player).play();
-    return ended.stop ? do_stop(player) : ended.code;
+    try {
+        const outcome ended = play_entry(player).play();
+        return ended.stop ? do_stop(player) : ended.code;
+    } catch (...) {
+        // Nothing decodes any more, and a player that seemed to play would refuse the next play.
+        unless_closed(player, stop_playing);
+        throw;
+    }
 }
 
 int do_pause(_qz_audio* player)

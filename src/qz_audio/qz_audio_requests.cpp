@@ -50,8 +50,7 @@ void _qz_audio::stop(std::function<void(qz_audio_ptr)> cb)
     qz_thread_service_exec(
         thread_service,
         [self = std::move(self), cb = std::move(cb), this] {
-            unless_closed(this, do_stop);
-            hand_over(this, cb);
+            do_then(this, do_stop, [&] { hand_over(this, cb); });
         },
         __FILE__, __LINE__);
 }

@@ -34,5 +34,20 @@ void post(_qz_audio* player, Body body, std::string file, int line)
         std::move(file), line);
 }
 
-/// Player's thread: has `cb`, if not empty, called once on the system service with a handle.
+/// Player's thread: does `work`, unless the player is closed, and then `after`, also when an exception
+/// leaves `work`.
+template <typename Work, typename After>
+void do_then(_qz_audio* player, const Work& work, const After& after)
+{
+    try {
+        unless_closed(player, work);
+    } catch (...) {
+        after();
+        throw;
+    }
+    after();
+}
+
+/// Player's thread: has `cb`, if not empty, called once on the system service with a handle. Insists where
+/// memory is short.
 void hand_over(_qz_audio* player, const std::function<void(qz_audio_ptr)>& cb);

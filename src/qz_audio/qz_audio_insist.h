@@ -1,0 +1,25 @@
+/// \file
+/// \brief Steps that have to be done, also where memory is short for a while.
+#pragma once
+
+#include <chrono>
+#include <new>
+#include <thread>
+
+/// Does `step`; does it again, after a rest, while it lacks memory. `step` leaves nothing half done when it
+/// throws. Throws `std::bad_alloc` when memory still lacks after about a second.
+template <typename Step>
+void insist(const Step& step)
+{
+    constexpr int attempts = 100;
+    constexpr std::chrono::milliseconds rest(10);
+    for (int attempt = 1; attempt < attempts; ++attempt) {
+        try {
+            step();
+            return;
+        } catch (const std::bad_alloc&) {
+            std::this_thread::sleep_for(rest);
+        }
+    }
+    step();
+}
