@@ -5,6 +5,7 @@
 #include "qz_audio/qz_audio_property.h"
 #include "qz_audio/qz_audio_property_guard.h"
 
+#include <new>
 #include <string>
 #include <utility>
 
@@ -19,7 +20,11 @@ bool is_live(const qz_audio_ptr& ptr, const char* function)
     if (ptr) {
         return true;
     }
-    write_warning("null object supplied: " + in_magenta(function));
+    try {
+        write_warning("null object supplied: " + in_magenta(function));
+    } catch (const std::bad_alloc&) {
+        return false; // without a word: an empty handle is never an exception
+    }
     return false;
 }
 

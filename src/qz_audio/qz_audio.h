@@ -22,8 +22,8 @@
 ///
 /// Callbacks
 /// ---------
-/// A callback runs with no lock held, and the value that it is told can already be read through the
-/// queries. From inside any callback you may call everything here, on its own player or another,
+/// A callback runs with no lock held, and `qz_audio_get_playback_status` tells the status that it is
+/// told, or a later one. From inside any callback you may call everything here, on its own player or another,
 /// `qz_audio_destroy` included. The handle that it gets keeps the player alive while it is kept; it
 /// may be kept. The thread has 8 MiB of stack. A callback that throws is reported on standard output
 /// and nothing else happens. A registered function is copied, on the player's thread too, while the
@@ -32,8 +32,8 @@
 ///
 /// Who owns what, and how a player ends
 /// ------------------------------------
-/// You hold handles (`qz_audio_ptr`). The platform holds one too, from `qz_audio_new` to the end of
-/// `qz_audio_destroy`, and so does every posted request and callback. Hence a player that is never
+/// You hold handles (`qz_audio_ptr`). The platform holds one too, from `qz_audio_new` to the last step
+/// of the destruction, and so does every posted request and callback. Hence a player that is never
 /// destroyed lives for ever, and a repeating one plays for ever. `qz_audio_destroy` returns at once;
 /// the player then stops, releases its decoder and its output, reports `qz_audio_status_none`, forgets
 /// its callbacks and ends its thread. The object itself goes with the last handle. Requests to a
@@ -70,12 +70,14 @@
 /// tells whose a code is: opening and starting the output are libout123's, all else is libmpg123's.
 ///
 /// The player holds the last code. While it is not 0, volume changes and pauses are dropped. A play
-/// that gets as far as decoding clears it, and so does a stop of a playing or paused track; setting a
-/// good track does not.
+/// that gets as far as decoding clears it, and so do an open that succeeds (also the one inside a first
+/// set track or play) and a stop of a playing or paused track; setting a good track on an open player
+/// does not.
 ///
-/// The exceptions that can reach a caller are
-/// `std::bad_alloc`, `std::system_error` (a thread or a lock cannot be had) and, for an object that
-/// no handle owns, `boost::bad_weak_ptr`.
+/// The exceptions that can reach a caller are `std::bad_alloc`, `std::system_error` (a thread or a lock
+/// cannot be had) and, for an object that no handle owns, `boost::bad_weak_ptr`. Where memory is short
+/// behind a call's back, what has to be done - reports, stops, destruction - is tried again for about a
+/// second; a request that finds none is dropped with an error line.
 ///
 /// Not promised: the libraries install no signal handlers and do not work in the child of a `fork`.
 /// A program that is built with UndefinedBehaviorSanitizer needs `-fno-sanitize=vptr`, since the
@@ -146,7 +148,8 @@ public:
     unsigned long volume_interval_id = 0;
     /// Counts the entries into the play task, so that a running one detects a newer one.
     unsigned long play_generation = 0;
-    /// True once destruction's stop has run: from then on the player's thread leaves the record alone.
+    /// True once destruction's stop has run: from then on the player's thread leaves the record's handles
+    /// and status alone.
     /// Touched on the player's thread only.
     bool closed = false;
 };
@@ -171,7 +174,8 @@ QZ_AUDIO_API qz_audio_ptr qz_audio_new();
 /// Any thread, callbacks included; posts to the player's thread, goes on on the system service, and
 /// returns at once. `file` and `line` name the place of the call, `__FILE__` and `__LINE__`: a second
 /// destroy writes a warning line with them and a description of the player, and does nothing else.
-/// Empty handle: the warning. Next: drop the handle.
+/// Empty handle: the warning. Next: drop the handle. One that throws `std::bad_alloc` has done nothing
+/// and has to be asked again.
 QZ_AUDIO_API void qz_audio_destroy(qz_audio_ptr ptr, std::string file, int line);
 
 // ---------------------------------------------------------------------------------------------------
@@ -331,7 +335,7 @@ QZ_AUDIO_API bool qz_audio_set_audio_volume_decrement_timeout(qz_audio_ptr ptr, 
 QZ_AUDIO_API qz_audio_status qz_audio_get_playback_status(qz_audio_ptr ptr);
 
 /// Returns the path of the track that was set last, whether it could be loaded or not; "" when none
-/// was.
+/// was. A request that still waits has not set it yet.
 ///
 /// Any thread, callbacks included; runs on the caller's thread. Empty handle: the warning, and "".
 QZ_AUDIO_API std::string qz_audio_get_current_track(qz_audio_ptr ptr);

@@ -1,7 +1,7 @@
 /// \file
 /// \brief The engine bodies. All run on the player's thread, one at a time, nested in one another at most.
 ///
-/// Each returns 0 for success or the code that it has reported, if it says nothing else.
+/// Each returns 0 for success or a code, which the tasks discard: what went wrong is told by reports.
 #pragma once
 
 #include "qz_audio/qz_audio_record.h"

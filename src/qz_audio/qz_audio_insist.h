@@ -6,13 +6,13 @@
 #include <new>
 #include <thread>
 
-/// Does `step`; does it again, after a rest, while it lacks memory. `step` leaves nothing half done when it
-/// throws. Throws `std::bad_alloc` when memory still lacks after about a second.
+/// Does `step`; does it again, after a rest, while it lacks memory. `step` can be done again after any part
+/// of it, and no lock is held here. Throws `std::bad_alloc` when memory still lacks after about a second.
 template <typename Step>
 void insist(const Step& step)
 {
-    constexpr int attempts = 100;
-    constexpr std::chrono::milliseconds rest(10);
+    constexpr int attempts = 1000;
+    constexpr std::chrono::milliseconds rest(1);
     for (int attempt = 1; attempt < attempts; ++attempt) {
         try {
             step();

@@ -71,17 +71,21 @@ bool mark_destroyed(_qz_audio& player, const std::string& file, int line)
     if (!qz_property_get(player.property_list, "object-destroyed", destroyed)) {
         return true;
     }
+    bool again = false;
     int check = 0;
     try {
         if (check = __LINE__; boost::any_cast<bool>(destroyed)) {
-            write_warning("CALLING DESTROY MULTIPLE TIMES IS NOT AN OPTION " +
-                          in_magenta(player.type_tag()) + "-" + file + ":" + std::to_string(line));
-            player.describe();
-            return false;
+            again = true;
         }
     } catch (const boost::bad_any_cast& exception) {
         write_error("bad cast destroy any: " __FILE__ ":" + std::to_string(check) + " - " +
                     exception.what());
+        return false;
+    }
+    if (again) {
+        write_warning("CALLING DESTROY MULTIPLE TIMES IS NOT AN OPTION " +
+                      in_magenta(player.type_tag()) + "-" + file + ":" + std::to_string(line));
+        player.describe();
         return false;
     }
     qz_property_set<bool>(player.property_list, "object-destroyed", true);
@@ -126,22 +130,28 @@ void post_release_player(_qz_audio* player)
     insist([&] { qz_system_service_exec([self] { release_player(self); }, __FILE__, __LINE__); });
 }
 
+void stop_thread(_qz_audio* player, const qz_audio_ptr& ptr)
+{
+    qz_thread_service_stop(
+        player->thread_service,
+        [ptr, player](boost::shared_ptr<_qz_thread_service>) { post_release_player(player); });
+}
+
 /// System service, once playback has stopped: releases decoder and output, says so, forgets the
 /// callbacks and stops the player's thread. Insists where memory is short: nobody can ask for it again.
 void take_down(_qz_audio* player, const qz_audio_ptr& ptr)
 {
-    _audio_data* adata = nullptr;
-    insist([&] { adata = get_audio_data(player); });
+    _audio_data* const adata = get_audio_data(player);
     const qz_audio_status before = std::exchange(adata->status, qz_audio_status_none);
     release_handles(adata->mh, adata->ao);
-    if (before != qz_audio_status_none) {
-        insist([&] { change_status(handle_of(player), qz_audio_status_none); });
-    }
-    insist([&] { clear_callbacks(*player); });
-    insist([&] {
-        qz_thread_service_stop(
-            player->thread_service,
-            [ptr, player](boost::shared_ptr<_qz_thread_service>) { post_release_player(player); });
+    const auto report = [&] {
+        if (before != qz_audio_status_none) {
+            change_status(handle_of(player), qz_audio_status_none);
+        }
+    };
+    do_then(report, [&] {
+        insist([&] { clear_callbacks(*player); });
+        insist([&] { stop_thread(player, ptr); });
     });
 }
 
@@ -161,7 +171,7 @@ void post_last_stop(_qz_audio* player)
     qz_thread_service_exec(
         player->thread_service,
         [self = std::move(self), completion = std::move(completion), player] {
-            do_then(player, do_stop, [&] { close(player, completion); });
+            do_then([&] { unless_closed(player, do_stop); }, [&] { close(player, completion); });
         },
         __FILE__, __LINE__);
 }
@@ -169,8 +179,10 @@ void post_last_stop(_qz_audio* player)
 /// Lets a destroy that ran out of memory be asked again.
 void unmark_destroyed(_qz_audio& player)
 {
-    const std::lock_guard<std::mutex> lock(player.property_mutex);
-    qz_property_set<bool>(player.property_list, "object-destroyed", false);
+    insist([&] {
+        const std::lock_guard<std::mutex> lock(player.property_mutex);
+        qz_property_set<bool>(player.property_list, "object-destroyed", false);
+    });
 }
 
 } // namespace
@@ -218,7 +230,9 @@ _qz_audio::~_qz_audio()
                 release_handles(adata->mh, adata->ao);
             }
             delete adata;
-            QZ_AUDIO_CHECK("audio_data", qz_property_set<_audio_data*>(property_list,"audio_data",nullptr));
+            insist([&] { // nobody else can want the lock
+                QZ_AUDIO_CHECK("audio_data", qz_property_set<_audio_data*>(property_list,"audio_data",nullptr));
+            });
         }
     }
     qz_object_ref_decrement(tag);

@@ -1,13 +1,15 @@
 #include "qz_audio/qz_audio_notifications.h"
 
 #include "qz_audio/qz_audio_check.h"
+#include "qz_audio/qz_audio_insist.h"
 #include "qz_audio/qz_audio_property.h"
 #include "qz_audio/qz_audio_record.h"
 
 #include <mutex>
 
 // In each function the local copy of the callback outlives the lock, so that it is never the lock's
-// holder that lets go what the callback captured.
+// holder that lets go what the callback captured. Each insists where memory is short: a status, an error
+// or a volume that is not told would never be told.
 
 namespace
 {
@@ -26,15 +28,17 @@ bool change_status(qz_audio_ptr ptr, qz_audio_status new_status)
     if (!ptr) {
         return false;
     }
-    std::function<void(qz_audio_ptr, qz_audio_status)> on_status_change_cb;
-    const std::lock_guard<std::mutex> lock(ptr->property_mutex);
-    QZ_AUDIO_CHECK("on_status_changed", qz_property_get_extract<std::function<void(qz_audio_ptr,qz_audio_status)>> (ptr->property_list,"on_status_changed",&on_status_change_cb));
-    QZ_AUDIO_CHECK("status", qz_property_set<qz_audio_status>(ptr->property_list,"status",new_status));
-    if (on_status_change_cb) {
-        qz_system_service_exec(
-            [ptr, on_status_change_cb, new_status] { on_status_change_cb(ptr, new_status); },
-            __FILE__, __LINE__);
-    }
+    insist([&] {
+        std::function<void(qz_audio_ptr, qz_audio_status)> on_status_change_cb;
+        const std::lock_guard<std::mutex> lock(ptr->property_mutex);
+        QZ_AUDIO_CHECK("on_status_changed", qz_property_get_extract<std::function<void(qz_audio_ptr,qz_audio_status)>> (ptr->property_list,"on_status_changed",&on_status_change_cb));
+        QZ_AUDIO_CHECK("status", qz_property_set<qz_audio_status>(ptr->property_list,"status",new_status));
+        if (on_status_change_cb) {
+            qz_system_service_exec(
+                [ptr, on_status_change_cb, new_status] { on_status_change_cb(ptr, new_status); },
+                __FILE__, __LINE__);
+        }
+    });
     return true;
 }
 
@@ -44,17 +48,20 @@ bool call_on_error(qz_audio_ptr ptr, int code)
         return false;
     }
     _audio_data* const adata = get_audio_data(ptr.get());
-    std::function<void(qz_audio_ptr, int)> on_error;
-    const std::lock_guard<std::mutex> lock(ptr->property_mutex);
-    const char* const text = adata != nullptr ? error_text(*adata) : nullptr;
-    if (text != nullptr) {
-        const std::string error_str = text;
-        QZ_AUDIO_CHECK("error_str", qz_property_set<std::string> (ptr->property_list,"error_str",error_str));
-    }
-    QZ_AUDIO_CHECK("on_error", qz_property_get_extract<std::function<void(qz_audio_ptr,int)>> (ptr->property_list,"on_error",&on_error));
-    if (on_error) {
-        qz_system_service_exec([ptr, on_error, code] { on_error(ptr, code); }, __FILE__, __LINE__);
-    }
+    insist([&] {
+        std::function<void(qz_audio_ptr, int)> on_error;
+        const std::lock_guard<std::mutex> lock(ptr->property_mutex);
+        const char* const text = adata != nullptr ? error_text(*adata) : nullptr;
+        if (text != nullptr) {
+            const std::string error_str = text;
+            QZ_AUDIO_CHECK("error_str", qz_property_set<std::string> (ptr->property_list,"error_str",error_str));
+        }
+        QZ_AUDIO_CHECK("on_error", qz_property_get_extract<std::function<void(qz_audio_ptr,int)>> (ptr->property_list,"on_error",&on_error));
+        if (on_error) {
+            qz_system_service_exec([ptr, on_error, code] { on_error(ptr, code); }, __FILE__,
+                                   __LINE__);
+        }
+    });
     return true;
 }
 
@@ -63,14 +70,16 @@ bool call_on_volume_change(qz_audio_ptr ptr, int new_volume)
     if (!ptr) {
         return false;
     }
-    std::function<void(qz_audio_ptr, int)> on_volume_change;
-    const std::lock_guard<std::mutex> lock(ptr->property_mutex);
-    QZ_AUDIO_CHECK("on_volume_change", qz_property_get_extract<std::function<void(qz_audio_ptr,int)>> (ptr->property_list,"on_volume_change",&on_volume_change));
-    QZ_AUDIO_CHECK("audio_volume", qz_property_set<int>(ptr->property_list,"audio_volume",new_volume));
-    if (on_volume_change) {
-        qz_system_service_exec(
-            [ptr, on_volume_change, new_volume] { on_volume_change(ptr, new_volume); }, __FILE__,
-            __LINE__);
-    }
+    insist([&] {
+        std::function<void(qz_audio_ptr, int)> on_volume_change;
+        const std::lock_guard<std::mutex> lock(ptr->property_mutex);
+        QZ_AUDIO_CHECK("on_volume_change", qz_property_get_extract<std::function<void(qz_audio_ptr,int)>> (ptr->property_list,"on_volume_change",&on_volume_change));
+        QZ_AUDIO_CHECK("audio_volume", qz_property_set<int>(ptr->property_list,"audio_volume",new_volume));
+        if (on_volume_change) {
+            qz_system_service_exec(
+                [ptr, on_volume_change, new_volume] { on_volume_change(ptr, new_volume); },
+                __FILE__, __LINE__);
+        }
+    });
     return true;
 }

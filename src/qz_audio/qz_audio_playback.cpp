@@ -37,6 +37,7 @@ public:
 private:
     enum class next { read, wind_up, leave };
 
+    outcome run();
     int open_and_load();
     int restart_output();
     void report_and_release();
@@ -59,6 +60,19 @@ private:
 };
 
 outcome play_entry::play()
+{
+    try {
+        return run();
+    } catch (...) {
+        // Nothing decodes any more, and a player that seemed to play would refuse the next play.
+        if (!player_->closed && has_status(qz_audio_status_playing)) {
+            do_stop(player_);
+        }
+        throw;
+    }
+}
+
+outcome play_entry::run()
 {
     if (const int error = open_and_load(); error != 0) {
         return {error, false};
@@ -179,7 +193,7 @@ bool play_entry::serve_tasks()
     do {
         ran = qz_thread_service_run_one_only(player_->thread_service);
         if (player_->closed) {
-            return false; // the record is no longer this thread's
+            return false; // the handles and the status are no longer this thread's
         }
     } while (ran >= 1 && has_status(qz_audio_status_playing));
     return !is_superseded();
@@ -229,25 +243,12 @@ void drop_and_rewind(_audio_data& adata)
     }
 }
 
-void stop_playing(_qz_audio* player)
-{
-    if (get_audio_data(player)->status == qz_audio_status_playing) {
-        do_stop(player);
-    }
-}
-
 } // namespace
 
 int do_play(_qz_audio* player)
 {
-    try {
-        const outcome ended = play_entry(player).play();
-        return ended.stop ? do_stop(player) : ended.code;
-    } catch (...) {
-        // Nothing decodes any more, and a player that seemed to play would refuse the next play.
-        unless_closed(player, stop_playing);
-        throw;
-    }
+    const outcome ended = play_entry(player).play();
+    return ended.stop ? do_stop(player) : ended.code;
 }
 
 int do_pause(_qz_audio* player)

@@ -2,19 +2,17 @@
 /// \brief Holding an object's property lock for a scope.
 #pragma once
 
+#include "qz_audio/qz_audio_insist.h"
 #include "system/qz_system.h"
 
-#include <string>
-#include <utility>
-
 /// Takes `object`'s property lock and releases it at the end of the scope. `file` and `line` are the
-/// source position of the guard.
+/// source position of the guard. Insists where memory is short.
 class qz_property_guard
 {
 public:
-    qz_property_guard(_qz_object& object, std::string file, int line) : object_(object)
+    qz_property_guard(_qz_object& object, const char* file, int line) : object_(object)
     {
-        object_.property_lock(std::move(file), line);
+        insist([&] { object.property_lock(file, line); });
     }
     ~qz_property_guard() { object_.property_unlock(); }
     qz_property_guard(const qz_property_guard&) = delete;

@@ -10,7 +10,7 @@
 #include <cstddef>
 
 /// What the player's thread works on, without a lock. Created by the player's constructor; after the
-/// stop of destruction only the later steps of destruction touch it.
+/// stop of destruction only the later steps of destruction touch its handles and its status.
 ///
 /// Its destructor releases nothing: handles and block are released explicitly, since the steps of
 /// destruction do so at different times.
@@ -39,7 +39,8 @@ public:
     bool pinned = false; ///< This decoder's output format was narrowed to that of an earlier track.
 };
 
-/// Returns the player's record, or null when it is gone. Takes `property_mutex` for the read.
+/// Returns the player's record, or null when it is gone. Takes `property_mutex` for the read, and insists
+/// where memory is short.
 _audio_data* get_audio_data(_qz_audio* ptr);
 
 /// Deletes the output, closes and deletes the decoder, and sets both to null. Null handles are fine.

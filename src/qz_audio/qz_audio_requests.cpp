@@ -1,5 +1,6 @@
 #include "qz_audio/qz_audio_check.h"
 #include "qz_audio/qz_audio_engine.h"
+#include "qz_audio/qz_audio_insist.h"
 #include "qz_audio/qz_audio_property.h"
 #include "qz_audio/qz_audio_property_guard.h"
 #include "qz_audio/qz_audio_task.h"
@@ -27,11 +28,11 @@ void _qz_audio::open()
 
 void _qz_audio::set_audio_track(std::string file_path)
 {
-    const auto load = [file_path = std::move(file_path)](_qz_audio* player) {
-        store_track(*player, file_path);
+    auto load = [file_path = std::move(file_path)](_qz_audio* player) {
+        insist([&] { store_track(*player, file_path); });
         do_set_audio_track(player);
     };
-    post(this, load, __FILE__, __LINE__);
+    post(this, std::move(load), __FILE__, __LINE__);
 }
 
 void _qz_audio::play()
@@ -50,7 +51,7 @@ void _qz_audio::stop(std::function<void(qz_audio_ptr)> cb)
     qz_thread_service_exec(
         thread_service,
         [self = std::move(self), cb = std::move(cb), this] {
-            do_then(this, do_stop, [&] { hand_over(this, cb); });
+            do_then([&] { unless_closed(this, do_stop); }, [&] { hand_over(this, cb); });
         },
         __FILE__, __LINE__);
 }

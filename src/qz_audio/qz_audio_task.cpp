@@ -14,6 +14,8 @@ void hand_over(_qz_audio* player, const std::function<void(qz_audio_ptr)>& cb)
     }
     const qz_audio_ptr self = handle_of(player);
     insist([&] {
-        qz_system_service_exec([cb, self, player] { cb(handle_of(player)); }, __FILE__, __LINE__);
+        qz_system_service_exec(
+            [cb = std::function<void(qz_audio_ptr)>(cb), self, player] { cb(handle_of(player)); },
+            __FILE__, __LINE__);
     });
 }

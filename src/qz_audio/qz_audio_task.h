@@ -34,13 +34,12 @@ void post(_qz_audio* player, Body body, std::string file, int line)
         std::move(file), line);
 }
 
-/// Player's thread: does `work`, unless the player is closed, and then `after`, also when an exception
-/// leaves `work`.
+/// Does `work` and then `after`, also when an exception leaves `work`.
 template <typename Work, typename After>
-void do_then(_qz_audio* player, const Work& work, const After& after)
+void do_then(const Work& work, const After& after)
 {
     try {
-        unless_closed(player, work);
+        work();
     } catch (...) {
         after();
         throw;

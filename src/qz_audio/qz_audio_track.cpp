@@ -1,4 +1,5 @@
 #include "qz_audio/qz_audio_engine.h"
+#include "qz_audio/qz_audio_insist.h"
 #include "qz_audio/qz_audio_notifications.h"
 #include "qz_audio/qz_audio_task.h"
 
@@ -58,7 +59,8 @@ int do_set_audio_track(_qz_audio* player)
             return result;
         }
     }
-    const std::string path = player->get_current_track();
+    std::string path;
+    insist([&] { path = player->get_current_track(); });
     if (mpg123_open(adata->mh, path.c_str()) != 0) {
         return refuse_file(player, *adata);
     }
