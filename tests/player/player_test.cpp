@@ -108,20 +108,6 @@ std::string magenta(const std::string& name)
     return "\033[0;35m" + name + "\033[0;0m";
 }
 
-const std::vector<qz_audio_status>& all_statuses()
-{
-    static const std::vector<qz_audio_status> statuses{
-        qz_audio_status_none,    qz_audio_status_opened, qz_audio_status_loaded,
-        qz_audio_status_playing, qz_audio_status_paused, qz_audio_status_stopped};
-    return statuses;
-}
-
-std::string status_name(qz_audio_status status)
-{
-    static const lines names{"none", "opened", "loaded", "playing", "paused", "stopped"};
-    return names.at(static_cast<std::size_t>(status));
-}
-
 output_capture::output_capture() : before_(std::cout.rdbuf(this)) {}
 
 output_capture::~output_capture()

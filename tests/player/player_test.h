@@ -9,6 +9,7 @@
 #include "qz_audio/qz_audio.h"
 #include "qz_audio/qz_audio_record.h"
 #include "qz_system_substitute.h"
+#include "statuses.h"
 
 #include <gtest/gtest.h>
 
@@ -35,12 +36,6 @@ constexpr auto error_banner = "\033[1;31mQZ-SYSTEM**ERROR**\033[0;0m: ";
 
 /// `name` as diagnostic lines set it off.
 std::string magenta(const std::string& name);
-
-/// All statuses of a player, in the order of their values.
-const std::vector<qz_audio_status>& all_statuses();
-
-/// "none", "opened", ...
-std::string status_name(qz_audio_status status);
 
 /// Standard output (`std::cout`) while this lives: each insertion, and whether a flush followed it.
 class output_capture : private std::streambuf

@@ -1,25 +1,20 @@
 #include "qz_play_test.h"
 
-#include <mpg123.h>
-#include <out123.h>
+#include "installed_modules.h"
+#include "process.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <iterator>
-
-#include <dlfcn.h>
 
 namespace fs = std::filesystem;
 
 qz_play_test::qz_play_test()
 {
-    std::string name = fs::temp_directory_path() / "qz_play_test-XXXXXX";
-    folder_ = mkdtemp(name.data());
-    fs::permissions(folder_, fs::perms::others_exec | fs::perms::others_read,
+    fs::permissions(folder_.path(), fs::perms::others_exec | fs::perms::others_read,
                     fs::perm_options::add);
     for (const char* kind : {"home", "temp"}) {
-        fs::create_directory(folder_ / kind);
-        fs::permissions(folder_ / kind, fs::perms::all);
+        fs::create_directory(path(kind));
+        fs::permissions(path(kind), fs::perms::all);
     }
     settings.environment = {{"HOME", path("home")},
                             {"TMPDIR", path("temp")},
@@ -33,16 +28,9 @@ qz_play_test::qz_play_test()
                             {"TERM", "xterm"}};
 }
 
-qz_play_test::~qz_play_test()
-{
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
-}
-
 std::vector<std::string> qz_play_test::qz_play(std::vector<std::string> arguments)
 {
-    arguments.insert(arguments.begin(),
-                     fs::read_symlink("/proc/self/exe").parent_path() / "qz_play");
+    arguments.insert(arguments.begin(), program_folder() / "qz_play");
     return arguments;
 }
 
@@ -93,13 +81,7 @@ std::vector<fs::path> qz_play_test::temporary_folders() const
 
 std::string qz_play_test::make_module_folder(const std::string& name) const
 {
-    Dl_info library{};
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): dladdr takes any address.
-    dladdr(reinterpret_cast<const void*>(&out123_new), &library);
-    const fs::path module = "output_alsa.so";
-    fs::create_directory(path(name));
-    fs::create_symlink(fs::path(library.dli_fname).parent_path() / "mpg123" / module,
-                       path(name) / module);
+    link_output_module(path(name), "alsa");
     return path(name);
 }
 
@@ -113,10 +95,4 @@ std::string qz_play_test::make_alsa_configuration(const std::string& file, bool 
     write_file(path("asound.conf"),
                "pcm.!default { " + device + " }\nctl.!default { type null }\n");
     return path("asound.conf");
-}
-
-void qz_play_test::run_tool(const std::vector<std::string>& command)
-{
-    program tool(command, {});
-    EXPECT_EQ(tool.wait_for_exit(), 0) << command[0] << ": " << tool.errors();
 }

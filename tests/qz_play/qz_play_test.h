@@ -4,6 +4,7 @@
 #pragma once
 
 #include "program.h"
+#include "temporary_folder.h"
 #include "wav_file.h"
 
 #include <gmock/gmock.h>
@@ -14,9 +15,6 @@
 
 class qz_play_test : public ::testing::Test
 {
-public:
-    ~qz_play_test() override;
-
 protected:
     struct result {
         int status;
@@ -44,7 +42,7 @@ protected:
     static void end_at_once(const program& player);
 
     /// Returns a path in the test's own folder.
-    [[nodiscard]] std::string path(const std::string& name) const { return folder_ / name; }
+    [[nodiscard]] std::string path(const std::string& name) const { return folder_.path() / name; }
 
     [[nodiscard]] std::string make_track(const sound& wanted) const;
 
@@ -65,7 +63,5 @@ protected:
     program_settings settings;
 
 private:
-    static void run_tool(const std::vector<std::string>& command);
-
-    std::filesystem::path folder_;
+    temporary_folder folder_{"qz_play_test"};
 };

@@ -1,3 +1,4 @@
+#include "event.h"
 #include "qz_play_test.h"
 #include "sound_server.h"
 
@@ -67,7 +68,7 @@ TEST_P(one_signal, stops_cleanly)
     const std::string track = make_track({});
     const std::string round = decoded(track);
     program player(qz_play({"--repeat", "--wav", path("out.wav"), track, track}), settings);
-    ASSERT_TRUE(comes_true([&] {
+    ASSERT_TRUE(wait_until([&] {
         return fs::exists(path("out-1.wav")) && fs::file_size(path("out-1.wav")) > 3 * round.size();
     }));
     player.send(GetParam());
@@ -89,7 +90,7 @@ TEST_F(signals, twice_end_a_player_whose_output_is_blocked)
     const clogged_pipe pipe(path("pipe"));
     program player(qz_play({"--repeat", "--wav", path("pipe"), make_track({})}), settings);
     ASSERT_TRUE(player.wait_for_error_text(": playing\n"));
-    ASSERT_TRUE(comes_true([&] { return pipe.is_full(); }));
+    ASSERT_TRUE(wait_until([&] { return pipe.is_full(); }));
     EXPECT_EQ(temporary_folders().size(), 1U);
     end_at_once(player);
     EXPECT_EQ(player.wait_for_exit(), ended_by_signal);

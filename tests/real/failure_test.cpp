@@ -1,3 +1,4 @@
+#include "installed_modules.h"
 #include "support.h"
 #include "support_decoder.h"
 #include "support_player.h"
@@ -76,7 +77,7 @@ TEST_F(failure, to_find_a_module_in_the_bin_path_is_told)
     qz_audio_set_audio_track(player.handle(), track);
     ASSERT_TRUE(player.waits_for(code_of(bare)));
 
-    link_module(path("bin/plugins"), "alsa");
+    link_output_module(path("bin/plugins"), "alsa");
     qz_audio_play(player.handle());
     EXPECT_TRUE(player.waits_for("stopped"));
     EXPECT_TRUE(same_samples(written_samples(44100, 2), decode(track).samples));

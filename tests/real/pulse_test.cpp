@@ -1,6 +1,7 @@
 #include "support.h"
 #include "support_player.h"
 
+#include "event.h"
 #include "sound_server.h"
 #include "wav_file.h"
 
@@ -40,7 +41,7 @@ public:
     recording(const sound_server& server, const std::string& file)
         : file_(file), recorder_(recorder_into(file), server.client_settings())
     {
-        EXPECT_TRUE(comes_true([&] { return !samples().empty(); })) << "nothing is recorded";
+        EXPECT_TRUE(wait_until([&] { return !samples().empty(); })) << "nothing is recorded";
     }
 
     /// 16-bit mono.
@@ -160,7 +161,7 @@ protected:
     {
         qz_audio_set_audio_track(player->handle(), track);
         qz_audio_play(player->handle());
-        ASSERT_TRUE(comes_true([&] { return heard->ends_audible(); }));
+        ASSERT_TRUE(wait_until([&] { return heard->ends_audible(); }));
     }
 
     void stop()
@@ -189,7 +190,7 @@ TEST_F(pulse, plays_a_track_at_its_length_and_pitch)
 {
     EXPECT_TRUE(player->plays(make_tone("400", "1.5")));
     EXPECT_THAT(player->end(), ElementsAre("opened", "loaded", "playing", "stopped", "none"));
-    ASSERT_TRUE(comes_true([&] { return heard->ends_silent(); }));
+    ASSERT_TRUE(wait_until([&] { return heard->ends_silent(); }));
     EXPECT_GT(audible_seconds(heard->levels()), 1.0);
     EXPECT_LT(audible_seconds(heard->levels()), 2.0);
     EXPECT_NEAR(pitch_of(heard->samples()), 400, 10);
@@ -199,11 +200,11 @@ TEST_F(pulse, is_silent_while_paused)
 {
     play(make_tone("400", "60"));
     qz_audio_pause(player->handle());
-    EXPECT_TRUE(comes_true([&] { return heard->ends_silent(); }));
+    EXPECT_TRUE(wait_until([&] { return heard->ends_silent(); }));
     qz_audio_play(player->handle());
-    EXPECT_TRUE(comes_true([&] { return heard->ends_audible(); }));
+    EXPECT_TRUE(wait_until([&] { return heard->ends_audible(); }));
     stop();
-    EXPECT_TRUE(comes_true([&] { return heard->ends_silent(); }));
+    EXPECT_TRUE(wait_until([&] { return heard->ends_silent(); }));
 }
 
 TEST_F(pulse, lets_fades_be_heard_in_their_steps)
@@ -212,9 +213,9 @@ TEST_F(pulse, lets_fades_be_heard_in_their_steps)
     qz_audio_set_audio_volume_increment_step(player->handle(), 20);
     play(make_tone("1000", "60"));
     qz_audio_volume_decrement_timeout_start(player->handle(), 20);
-    ASSERT_TRUE(comes_true([&] { return is_heard_at(0.2); }));
+    ASSERT_TRUE(wait_until([&] { return is_heard_at(0.2); }));
     qz_audio_volume_increment_timeout_start(player->handle(), 100);
-    ASSERT_TRUE(comes_true([&] { return is_heard_at(1); }));
+    ASSERT_TRUE(wait_until([&] { return is_heard_at(1); }));
     stop();
 
     const std::vector<double> steps = steps_of(heard->levels());

@@ -3,6 +3,7 @@
 #include "support_pipe.h"
 #include "support_player.h"
 
+#include "event.h"
 #include "program.h"
 #include "wav_file.h"
 
@@ -64,7 +65,7 @@ protected:
     void wait_for(const std::string& word)
     {
         const auto is_told = [&] { return player.tells(word); };
-        ASSERT_TRUE(held ? held->pipe.listens_until(is_told) : comes_true(is_told)) << word;
+        ASSERT_TRUE(held ? held->pipe.listens_until(is_told) : wait_until(is_told)) << word;
     }
 
     void set(const std::string& track)

@@ -1,38 +1,21 @@
 #include "support.h"
 
+#include "installed_modules.h"
 #include "program.h"
 #include "wav_file.h"
 
-#include <out123.h>
-
 #include <algorithm>
 #include <cstdlib>
-
-#include <dlfcn.h>
 
 namespace fs = std::filesystem;
 
 namespace
 {
 
-void run_tool(const std::vector<std::string>& command)
-{
-    program tool(command, {});
-    EXPECT_EQ(tool.wait_for_exit(), 0) << command[0] << ": " << tool.errors();
-}
-
 template <class Words>
 void append(std::vector<std::string>& words, const Words& more)
 {
     words.insert(words.end(), std::begin(more), std::end(more));
-}
-
-fs::path module_folder()
-{
-    Dl_info library{};
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): dladdr takes any address.
-    dladdr(reinterpret_cast<const void*>(&out123_new), &library);
-    return fs::path(library.dli_fname).parent_path() / "mpg123";
 }
 
 ::testing::AssertionResult difference(const std::string& heard, const std::string& expected)
@@ -43,18 +26,6 @@ fs::path module_folder()
 }
 
 } // namespace
-
-real_test::real_test()
-{
-    std::string name = fs::temp_directory_path() / "qz_real_test-XXXXXX";
-    folder_ = mkdtemp(name.data());
-}
-
-real_test::~real_test()
-{
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
-}
 
 std::string real_test::make_track(const track_settings& wanted) const
 {
@@ -93,17 +64,11 @@ void real_test::set_environment(const std::string& name, const std::optional<std
     }
 }
 
-void real_test::link_module(const fs::path& folder, const std::string& module)
-{
-    const fs::path file = "output_" + module + ".so";
-    fs::create_symlink(module_folder() / file, folder / file);
-}
-
 void real_test::use_module(const std::string& module) const
 {
     const fs::path folder = path("modules-" + module);
-    if (fs::create_directory(folder)) {
-        link_module(folder, module);
+    if (!fs::exists(folder)) {
+        link_output_module(folder, module);
     }
     set_environment("MPG123_MODDIR", folder.string());
 }

@@ -3,9 +3,10 @@
 /// that a test can look into.
 #pragma once
 
+#include "temporary_folder.h"
+
 #include <gmock/gmock.h>
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,22 +23,15 @@ struct track_settings {
 
 class real_test : public ::testing::Test
 {
-public:
-    real_test();
-    ~real_test() override;
-
 protected:
     /// Returns a path in the test's own folder.
-    [[nodiscard]] std::string path(const std::string& name) const { return folder_ / name; }
+    [[nodiscard]] std::string path(const std::string& name) const { return folder_.path() / name; }
 
     /// Encodes a track and returns its path.
     [[nodiscard]] std::string make_track(const track_settings& wanted) const;
 
     /// Sets, or unsets, a variable of this process. No player may be doing anything meanwhile.
     static void set_environment(const std::string& name, const std::optional<std::string>& value);
-
-    /// Puts a link to one of libout123's modules, such as "alsa", into a folder.
-    static void link_module(const std::filesystem::path& folder, const std::string& module);
 
     /// From now on this module is the only output.
     void use_module(const std::string& module) const;
@@ -55,7 +49,7 @@ protected:
 private:
     void configure_default_device(const std::string& definition);
 
-    std::filesystem::path folder_;
+    temporary_folder folder_{"qz_real_test"};
     int configurations_ = 0;
 };
 

@@ -1,6 +1,6 @@
 #include "support_pipe.h"
 
-#include "program.h"
+#include "event.h"
 
 #include <array>
 #include <cerrno>
@@ -37,7 +37,7 @@ sound_pipe::~sound_pipe()
 
 bool sound_pipe::listens_until(const std::function<bool()>& enough)
 {
-    return comes_true([&] {
+    return wait_until([&] {
         reads_some();
         return enough();
     });

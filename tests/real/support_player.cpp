@@ -1,28 +1,16 @@
 #include "support_player.h"
 
-#include "program.h"
+#include "event.h"
+#include "statuses.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-
-namespace
-{
-
-std::string name_of(qz_audio_status status)
-{
-    constexpr std::array<const char*, 6> names{"none",    "opened", "loaded",
-                                               "playing", "paused", "stopped"};
-    return names.at(static_cast<std::size_t>(status));
-}
-
-} // namespace
 
 told_player::told_player() : player_(qz_audio_new())
 {
     qz_audio_on_status_change(player_, [journal = journal_](const qz_audio_ptr&, auto status) {
-        journal->add(name_of(status));
+        journal->add(status_name(status));
     });
     qz_audio_on_error(player_, [journal = journal_](const qz_audio_ptr&, int code) {
         journal->add("error " + std::to_string(code));
@@ -52,7 +40,7 @@ bool told_player::tells(const std::string& word)
 
 bool told_player::waits_for(const std::string& word)
 {
-    return comes_true([&] { return tells(word); });
+    return wait_until([&] { return tells(word); });
 }
 
 bool told_player::plays(const std::string& track)
@@ -74,7 +62,7 @@ std::vector<std::string> told_player::end()
     if (player_) {
         destroy();
     }
-    EXPECT_TRUE(comes_true([&] { return destroyed_.expired(); })) << "the player does not end";
+    EXPECT_TRUE(wait_until([&] { return destroyed_.expired(); })) << "the player does not end";
     const std::lock_guard<std::mutex> lock(journal_->mutex);
     return journal_->words;
 }

@@ -3,6 +3,7 @@
 /// the system service work.
 
 #include "event.h"
+#include "own_exit.h"
 #include "system/qz_system.h"
 
 #include <unistd.h>
@@ -17,8 +18,6 @@ namespace
 {
 
 using service_ptr = boost::shared_ptr<_qz_thread_service>;
-
-constexpr int own_status = 7;
 
 void exec(const service_ptr& service, std::function<void()> task)
 {
@@ -90,19 +89,6 @@ public:
 };
 
 last_user user;
-
-/// Other threads run on meanwhile: that is what is tested.
-[[noreturn]] void exit_now()
-{
-    std::exit(own_status); // NOLINT(concurrency-mt-unsafe)
-}
-
-[[noreturn]] void wait_for_exit()
-{
-    for (;;) {
-        pause();
-    }
-}
 
 } // namespace
 

@@ -19,6 +19,8 @@ using action = std::function<void(const qz_audio_ptr&)>;
 struct callback {
     std::string name;
     void (*arrange)(const qz_audio_ptr& player, const action& act);
+
+    friend void PrintTo(const callback& shown, std::ostream* out) { *out << shown.name; }
 };
 
 const std::vector<callback>& callbacks()
@@ -278,7 +280,7 @@ TEST_F(CapturesTest, MayCallBackInWhenTheirPlayerIsDestroyed)
         register_all(player, calling_back(player));
         destroy(player);
         count += 3;
-        EXPECT_TRUE(ends->wait_for(count)) << name_of(status);
+        EXPECT_TRUE(ends->wait_for(count)) << status_name(status);
     }
 }
 

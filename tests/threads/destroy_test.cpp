@@ -104,4 +104,4 @@ TEST_P(DestroyTest, WhileAFadeRuns)
 }
 
 INSTANTIATE_TEST_SUITE_P(In, DestroyTest, testing::ValuesIn(all_statuses()),
-                         [](const auto& tested) { return name_of(tested.param); });
+                         [](const auto& tested) { return status_name(tested.param); });

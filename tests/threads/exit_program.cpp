@@ -3,6 +3,7 @@
 /// track that its second argument names.
 
 #include "event.h"
+#include "own_exit.h"
 #include "qz_audio/qz_audio.h"
 
 #include <unistd.h>
@@ -15,8 +16,6 @@
 
 namespace
 {
-
-constexpr int own_status = 7;
 
 void require(bool condition)
 {
@@ -93,19 +92,6 @@ void open_for_ever()
         }
     });
     qz_audio_open(player);
-}
-
-/// Other threads run on meanwhile: that is what is tested.
-[[noreturn]] void exit_now()
-{
-    std::exit(own_status); // NOLINT(concurrency-mt-unsafe)
-}
-
-[[noreturn]] void wait_for_exit()
-{
-    for (;;) {
-        pause();
-    }
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "process.h"
+#include "own_exit.h"
 #include "silent_sound.h"
 
 #include <gmock/gmock.h>
@@ -8,9 +8,6 @@
 namespace
 {
 
-// ThreadSanitizer lets the threads run on for a second before the process ends.
-constexpr int runs = has_thread_sanitizer ? 3 : 50;
-
 class ExitWhilePlayingTest : public testing::TestWithParam<std::string>
 {
 };
@@ -19,9 +16,7 @@ class ExitWhilePlayingTest : public testing::TestWithParam<std::string>
 
 TEST_P(ExitWhilePlayingTest, HasTheProgramsOwnStatus)
 {
-    for (int number = 0; number < runs; ++number) {
-        ASSERT_EQ(run_program("threads_exit_program", {GetParam(), silent_track()}), "exit 7");
-    }
+    expect_own_status("threads_exit_program", {GetParam(), silent_track()});
 }
 
 INSTANTIATE_TEST_SUITE_P(By, ExitWhilePlayingTest,

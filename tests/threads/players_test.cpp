@@ -2,21 +2,6 @@
 
 #include <algorithm>
 
-const std::vector<qz_audio_status>& all_statuses()
-{
-    static const std::vector<qz_audio_status> statuses{
-        qz_audio_status_none,    qz_audio_status_opened, qz_audio_status_loaded,
-        qz_audio_status_playing, qz_audio_status_paused, qz_audio_status_stopped};
-    return statuses;
-}
-
-std::string name_of(qz_audio_status status)
-{
-    static const std::vector<std::string> names{"None",    "Opened", "Loaded",
-                                                "Playing", "Paused", "Stopped"};
-    return names.at(static_cast<std::size_t>(status));
-}
-
 void destroy(const qz_audio_ptr& player)
 {
     qz_audio_destroy(player, __FILE__, __LINE__);

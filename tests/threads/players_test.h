@@ -7,6 +7,7 @@
 #include "process.h"
 #include "qz_audio/qz_audio.h"
 #include "silent_sound.h"
+#include "statuses.h"
 
 #include <boost/weak_ptr.hpp>
 #include <gmock/gmock.h>
@@ -16,11 +17,6 @@
 #include <mutex>
 #include <string>
 #include <vector>
-
-/// All statuses, in the order of their values.
-const std::vector<qz_audio_status>& all_statuses();
-
-std::string name_of(qz_audio_status status);
 
 void destroy(const qz_audio_ptr& player);
 

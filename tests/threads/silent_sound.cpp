@@ -1,15 +1,15 @@
 #include "silent_sound.h"
 
-#include <gtest/gtest.h>
+#include "installed_modules.h"
+#include "temporary_folder.h"
+#include "wav_file.h"
 
-#include <dlfcn.h>
-#include <out123.h>
+#include <gtest/gtest.h>
 
 #include <array>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <stdexcept>
+#include <optional>
 #include <string>
 
 namespace fs = std::filesystem;
@@ -26,11 +26,6 @@ struct silent_frame {
 constexpr silent_frame stereo_at_44100{{'\xff', '\xfb', '\x10', '\x00'}, 104};
 constexpr silent_frame mono_at_48000{{'\xff', '\xfb', '\x14', '\xc0'}, 96};
 
-void write_file(const fs::path& path, const std::string& content)
-{
-    std::ofstream(path, std::ios::binary) << content;
-}
-
 void write_track(const fs::path& path, const silent_frame& frame, int frames)
 {
     std::string bytes(frame.header.begin(), frame.header.end());
@@ -42,37 +37,24 @@ void write_track(const fs::path& path, const silent_frame& frame, int frames)
     write_file(path, track);
 }
 
-/// Where Debian installs the modules of libout123.
-fs::path installed_modules()
-{
-    Dl_info library{};
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): dladdr takes any address.
-    dladdr(reinterpret_cast<const void*>(&out123_new), &library);
-    return fs::path(library.dli_fname).parent_path() / "mpg123";
-}
-
 class silent_sound : public testing::Environment
 {
 public:
     void SetUp() override
     {
-        std::string name = fs::temp_directory_path() / "qz_threads_XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error("no temporary folder");
-        }
-        folder = name;
-        track = folder / "silence.mp3";
-        other_track = folder / "other_silence.mp3";
-        broken = folder / "broken.mp3";
+        folder.emplace("qz_threads");
+        track = folder->path() / "silence.mp3";
+        other_track = folder->path() / "other_silence.mp3";
+        broken = folder->path() / "broken.mp3";
         write_track(track, stereo_at_44100, 20);
         write_track(other_track, mono_at_48000, 20);
         write_file(broken, std::string(5000, 'x'));
         set_up_output();
     }
 
-    void TearDown() override { fs::remove_all(folder); }
+    void TearDown() override { folder.reset(); }
 
-    fs::path folder;
+    std::optional<temporary_folder> folder;
     std::string track;
     std::string other_track;
     std::string broken;
@@ -80,12 +62,9 @@ public:
 private:
     void set_up_output() const
     {
-        const fs::path modules = folder / "modules";
-        const fs::path alsa = installed_modules() / "output_alsa.so";
-        ASSERT_TRUE(fs::exists(alsa)) << "install the Debian package mpg123";
-        fs::create_directory(modules);
-        fs::create_symlink(alsa, modules / "output_alsa.so");
-        const fs::path config = folder / "asound.conf";
+        const fs::path modules = folder->path() / "modules";
+        link_output_module(modules, "alsa");
+        const fs::path config = folder->path() / "asound.conf";
         write_file(config, "pcm.!default { type null }\n"
                            "ctl.!default { type null }\n");
         setenv("MPG123_MODDIR", modules.c_str(), 1);   // NOLINT(concurrency-mt-unsafe)

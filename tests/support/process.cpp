@@ -9,6 +9,12 @@
 #include <iterator>
 #include <system_error>
 
+#if __has_include(<valgrind/valgrind.h>)
+#include <valgrind/valgrind.h>
+#else
+#define RUNNING_ON_VALGRIND 0
+#endif
+
 namespace fs = std::filesystem;
 
 namespace
@@ -45,6 +51,15 @@ private:
 };
 
 } // namespace
+
+bool is_slowed_down()
+{
+#if defined(__SANITIZE_THREAD__)
+    return true; // It lets the threads run on for a second before the process ends.
+#else
+    return RUNNING_ON_VALGRIND != 0;
+#endif
+}
 
 std::size_t thread_count()
 {

@@ -9,12 +9,9 @@
 #include <string>
 #include <vector>
 
-// For tests that repeat what costs much there.
-#if defined(__SANITIZE_THREAD__)
-constexpr bool has_thread_sanitizer = true;
-#else
-constexpr bool has_thread_sanitizer = false;
-#endif
+/// Whether a tool is at work under which everything takes many times as long, so that what is repeated
+/// had better be repeated less often.
+bool is_slowed_down();
 
 /// How many threads this process has.
 std::size_t thread_count();

@@ -1,5 +1,7 @@
 #include "program.h"
 
+#include "event.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -8,7 +10,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <system_error>
-#include <thread>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -24,7 +25,6 @@ namespace
 
 using clock = std::chrono::steady_clock;
 
-constexpr auto longest_wait = 60s;
 constexpr uid_t nobody = 65534;
 
 struct channel {
@@ -157,7 +157,7 @@ int program::wait_for_exit()
     read_until([] { return false; });
     int status = 0;
     const auto ended = [&] { return waitpid(id_, &status, WNOHANG) == id_; };
-    if (!comes_true(ended)) {
+    if (!wait_until(ended)) {
         ADD_FAILURE() << "the program does not end; it has said:\n" << errors_.text;
         return -1;
     }
@@ -165,10 +165,10 @@ int program::wait_for_exit()
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-/// Returns whether it was enough before the program closed both its streams, or the minute was over.
+/// Returns whether it was enough before the program closed both its streams, or patience ran out.
 bool program::read_until(const std::function<bool()>& enough)
 {
-    const auto deadline = clock::now() + longest_wait;
+    const auto deadline = clock::now() + patience;
     while (!enough()) {
         std::array<pollfd, 2> waiting{pollfd{output_.descriptor, POLLIN, 0},
                                       pollfd{errors_.descriptor, POLLIN, 0}};
@@ -201,14 +201,8 @@ void program::read_some(stream& from)
     }
 }
 
-bool comes_true(const std::function<bool()>& condition)
+void run_tool(const std::vector<std::string>& command)
 {
-    const auto deadline = clock::now() + longest_wait;
-    while (!condition()) {
-        if (clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(5ms);
-    }
-    return true;
+    program tool(command, {});
+    EXPECT_EQ(tool.wait_for_exit(), 0) << command[0] << ": " << tool.errors();
 }

@@ -22,8 +22,7 @@ struct program_settings {
     std::optional<mode_t> umask;
 };
 
-/// Every wait ends after a minute with a failure of the test: no test waits longer than that for an
-/// event, and none measures time.
+/// Every wait ends when patience runs out, with a failure of the test.
 class program
 {
 public:
@@ -66,5 +65,5 @@ private:
     stream errors_;
 };
 
-/// Tries `condition` again and again for at most a minute; returns whether it came true.
-bool comes_true(const std::function<bool()>& condition);
+/// Runs it to its end; fails when its exit status is not zero.
+void run_tool(const std::vector<std::string>& command);

@@ -1,5 +1,7 @@
 #include "sound_server.h"
 
+#include "event.h"
+
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -43,7 +45,7 @@ sound_server::sound_server(const fs::path& folder)
     const auto answers = [this] {
         return program({"pactl", "info"}, client_settings()).wait_for_exit() == 0;
     };
-    EXPECT_TRUE(comes_true(answers)) << "PulseAudio does not start";
+    EXPECT_TRUE(wait_until(answers)) << "PulseAudio does not start";
 }
 
 std::vector<std::string> sound_server::recorder()
