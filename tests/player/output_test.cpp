@@ -9,7 +9,23 @@ const check no_status{true, "adata->status == qz_audio_status_none", "status mus
 
 } // namespace
 
-using OutputTest = PlayerTest;
+class OutputTest : public PlayerTest
+{
+protected:
+    /// Opens the player, which makes these calls of the libraries, reports the code and stays closed.
+    void expect_refused_open(const lines& calls, int code)
+    {
+        observe(player);
+        qz_audio_open(player);
+        platform::run_all();
+        EXPECT_EQ(library_calls(), calls);
+        EXPECT_EQ(record().error, code);
+        EXPECT_EQ(take_events(), lines{"error " + std::to_string(code)});
+        EXPECT_EQ(status(), qz_audio_status_none);
+        EXPECT_EQ(record().mh, nullptr);
+        EXPECT_EQ(record().ao, nullptr);
+    }
+};
 
 TEST_F(OutputTest, OpensInOrder)
 {
@@ -140,63 +156,45 @@ TEST_F(OutputTest, ResultsThatAreNotCheckedChangeNothing)
 
 TEST_F(OutputTest, WithoutADecoderNothingIsMadeAndItsCodeIsReported)
 {
-    observe(player);
     answer("mpg123_new", MPG123_OUT_OF_MEM);
-    qz_audio_open(player);
-    platform::run_all();
-    EXPECT_EQ(library_calls(), (lines{"mpg123_new(null)", "mpg123_strerror(null)"}));
-    EXPECT_EQ(record().error, MPG123_OUT_OF_MEM);
-    EXPECT_EQ(take_events(), lines{"error " + std::to_string(MPG123_OUT_OF_MEM)});
-    EXPECT_EQ(status(), qz_audio_status_none);
-    EXPECT_EQ(record().ao, nullptr);
+    expect_refused_open({"mpg123_new(null)", "mpg123_strerror(null)"}, MPG123_OUT_OF_MEM);
 }
 
 TEST_F(OutputTest, WithoutAnOutputBothAreReleasedAnd7IsReported)
 {
-    observe(player);
     answer("out123_new", 0);
-    qz_audio_open(player);
-    platform::run_all();
-    EXPECT_EQ(library_calls(), (lines{
-                                   "mpg123_new(null)",
-                                   "mpg123_param(mh1, 1, 64, 64)",
-                                   "out123_new()",
-                                   "out123_del(null)",
-                                   "mpg123_close(mh1)",
-                                   "mpg123_delete(mh1)",
-                                   "mpg123_strerror(null)",
-                               }));
-    EXPECT_EQ(record().error, 7);
-    EXPECT_EQ(take_events(), lines{"error 7"});
-    EXPECT_EQ(status(), qz_audio_status_none);
-    EXPECT_EQ(record().mh, nullptr);
+    expect_refused_open(
+        {
+            "mpg123_new(null)",
+            "mpg123_param(mh1, 1, 64, 64)",
+            "out123_new()",
+            "out123_del(null)",
+            "mpg123_close(mh1)",
+            "mpg123_delete(mh1)",
+            "mpg123_strerror(null)",
+        },
+        7);
 }
 
 TEST_F(OutputTest, AFailedOpenReleasesBothBeforeItIsReported)
 {
-    observe(player);
     answer("out123_open", OUT123_ERR);
     answer("out123_errcode", OUT123_BAD_DRIVER);
-    qz_audio_open(player);
-    platform::run_all();
-    EXPECT_EQ(library_calls(), (lines{
-                                   "mpg123_new(null)",
-                                   "mpg123_param(mh1, 1, 64, 64)",
-                                   "out123_new()",
-                                   "out123_param(ao1, 8, 0, 0, \"./bin/\")",
-                                   "out123_open(ao1, null, null)",
-                                   "out123_errcode(ao1)",
-                                   "out123_del(ao1)",
-                                   "mpg123_close(mh1)",
-                                   "mpg123_delete(mh1)",
-                                   "mpg123_strerror(null)",
-                               }));
-    EXPECT_EQ(record().error, OUT123_BAD_DRIVER);
-    EXPECT_EQ(take_events(), lines{"error " + std::to_string(OUT123_BAD_DRIVER)});
+    expect_refused_open(
+        {
+            "mpg123_new(null)",
+            "mpg123_param(mh1, 1, 64, 64)",
+            "out123_new()",
+            "out123_param(ao1, 8, 0, 0, \"./bin/\")",
+            "out123_open(ao1, null, null)",
+            "out123_errcode(ao1)",
+            "out123_del(ao1)",
+            "mpg123_close(mh1)",
+            "mpg123_delete(mh1)",
+            "mpg123_strerror(null)",
+        },
+        OUT123_BAD_DRIVER);
     EXPECT_EQ(property<std::string>("error_str"), "decoder error 10");
-    EXPECT_EQ(status(), qz_audio_status_none);
-    EXPECT_EQ(record().mh, nullptr);
-    EXPECT_EQ(record().ao, nullptr);
 }
 
 TEST_F(OutputTest, AnyResultButZeroIsAFailedOpen)

@@ -28,8 +28,6 @@ protected:
                       log.note("released");
                   }));
     }
-
-    journal log;
 };
 
 /// Owns a service as a player does.
@@ -67,15 +65,8 @@ TEST_F(ReleaseTest, OfAnIdleServiceEndsItsThread)
 TEST_F(ReleaseTest, DestroysClosuresOfWhatWaits)
 {
     busy blocked(service);
-    post(service,
-         [this, end = at_end([this] { log.note("task gone"); })] { log.note("task runs"); });
-    set_interval(
-        service,
-        [this, end = at_end([this] { log.note("interval gone"); })] {
-            log.note("tick");
-            return true;
-        },
-        0);
+    post_noting(service);
+    set_noting_interval(service, 0);
     service.reset();
     blocked.end();
     ASSERT_TRUE(log.wait_for(2));
@@ -84,16 +75,9 @@ TEST_F(ReleaseTest, DestroysClosuresOfWhatWaits)
 
 TEST_F(ReleaseTest, WhileATaskRunsLetsItFinish)
 {
-    event entered;
-    event release;
-    post(service, [&] {
-        entered.set();
-        EXPECT_TRUE(release.wait());
-        log.note("task ends");
-    });
-    ASSERT_TRUE(entered.wait());
+    busy running(service, [this] { log.note("task ends"); });
     service.reset();
-    release.set();
+    running.end();
     ASSERT_TRUE(log.wait_for(1));
 }
 
@@ -109,8 +93,7 @@ TEST_F(ReleaseTest, ByTheClosureOfItsOwnTaskWithMoreWorkBehind)
 {
     with_last_handle([this](const service_ptr& handle, std::shared_ptr<void> last) {
         post(handle, [last = std::move(last)] {});
-        post(handle,
-             [this, end = at_end([this] { log.note("task gone"); })] { log.note("task runs"); });
+        post_noting(handle);
     });
     ASSERT_TRUE(log.wait_for(2));
     EXPECT_THAT(log.entries(), ElementsAre("released", "task gone"));

@@ -67,12 +67,13 @@ void stop(const service_ptr& service)
     ASSERT_TRUE(stopped->wait());
 }
 
-busy::busy(const service_ptr& service)
+busy::busy(const service_ptr& service, std::function<void()> last)
 {
     const auto entered = std::make_shared<event>();
-    post(service, [entered, release = release_] {
+    post(service, [entered, release = release_, last = std::move(last)] {
         entered->set();
         EXPECT_TRUE(release->wait());
+        last();
     });
     EXPECT_TRUE(entered->wait());
 }
@@ -91,4 +92,20 @@ void ServiceTest::TearDown()
     service.reset();
     EXPECT_TRUE(wait_until([] { return thread_count() == threads_at_rest(); }))
         << "a thread is left";
+}
+
+void ServiceTest::post_noting(const service_ptr& to)
+{
+    post(to, [this, end = at_end([this] { log.note("task gone"); })] { log.note("task runs"); });
+}
+
+unsigned long ServiceTest::set_noting_interval(const service_ptr& of, unsigned long period)
+{
+    return set_interval(
+        of,
+        [this, end = at_end([this] { log.note("interval gone"); })] {
+            log.note("tick");
+            return true;
+        },
+        period);
 }

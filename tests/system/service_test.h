@@ -36,11 +36,12 @@ void run_on_system(std::function<void()> task = [] {});
 /// Stops the service and waits for the completion.
 void stop(const service_ptr& service);
 
-/// A service's thread kept busy with one task until the end of this.
+/// A service's thread kept busy with one task until the end of this. The task calls `last` before it ends.
 class busy
 {
 public:
-    explicit busy(const service_ptr& service);
+    explicit busy(
+        const service_ptr& service, std::function<void()> last = [] {});
     ~busy() { end(); }
     busy(const busy&) = delete;
     busy& operator=(const busy&) = delete;
@@ -59,5 +60,12 @@ protected:
     ServiceTest();
     void TearDown() override;
 
+    /// Posts a task that notes "task runs" if it does, and "task gone" with the end of its closure.
+    void post_noting(const service_ptr& to);
+
+    /// The same for an interval, which goes on: "tick" for each, and "interval gone".
+    unsigned long set_noting_interval(const service_ptr& of, unsigned long period);
+
+    journal log;
     service_ptr service;
 };

@@ -25,25 +25,16 @@ protected:
     {
         return wait_until([threads_before] { return thread_count() == threads_before - 1; });
     }
-
-    journal log;
 };
 
 } // namespace
 
 TEST_F(StopTest, LetsTheRunningTaskFinishBeforeTheCompletion)
 {
-    event entered;
-    event release;
-    post(service, [&] {
-        entered.set();
-        EXPECT_TRUE(release.wait());
-        log.note("task ends");
-    });
-    ASSERT_TRUE(entered.wait());
+    busy running(service, [this] { log.note("task ends"); });
     stop_noting("completion");
     EXPECT_THAT(log.entries(), testing::IsEmpty());
-    release.set();
+    running.end();
     ASSERT_TRUE(log.wait_for(2));
     EXPECT_THAT(log.entries(), ElementsAre("task ends", "completion"));
 }
@@ -52,15 +43,8 @@ TEST_F(StopTest, DestroysClosuresOfWhatWaitsBeforeTheCompletion)
 {
     {
         const busy blocked(service);
-        post(service,
-             [this, end = at_end([this] { log.note("task gone"); })] { log.note("task runs"); });
-        set_interval(
-            service,
-            [this, end = at_end([this] { log.note("interval gone"); })] {
-                log.note("tick");
-                return true;
-            },
-            1);
+        post_noting(service);
+        set_noting_interval(service, 1);
         stop_noting("completion");
         EXPECT_THAT(log.entries(), testing::IsEmpty());
     }
@@ -247,16 +231,9 @@ TEST_F(StopTest, SecondStopLongAfterTheEndCallsItsCompletionOnTheSystemService)
 TEST_F(StopTest, WorkForAStoppedServiceIsDroppedAndItsClosureDestroyed)
 {
     stop(service);
-    post(service,
-         [this, end = at_end([this] { log.note("task gone"); })] { log.note("task runs"); });
+    post_noting(service);
     EXPECT_THAT(log.entries(), ElementsAre("task gone"));
-    const auto id = set_interval(
-        service,
-        [this, end = at_end([this] { log.note("interval gone"); })] {
-            log.note("tick");
-            return true;
-        },
-        0);
+    const auto id = set_noting_interval(service, 0);
     EXPECT_THAT(log.entries(), ElementsAre("task gone", "interval gone"));
     qz_thread_service_clear_interval(service, id);
 }

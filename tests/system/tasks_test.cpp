@@ -78,12 +78,11 @@ TEST_F(TasksTest, ExecReturnsBeforeTheTaskRuns)
 
 TEST_F(TasksTest, ClosureIsGoneBeforeTheNextTaskRuns)
 {
-    journal log;
     {
         const busy blocked(service);
         post(service,
-             [&log, end = at_end([&log] { log.note("first gone"); })] { log.note("first"); });
-        post(service, [&log] { log.note("second"); });
+             [this, end = at_end([this] { log.note("first gone"); })] { log.note("first"); });
+        post(service, [this] { log.note("second"); });
     }
     run(service);
     EXPECT_THAT(log.entries(), ElementsAre("first", "first gone", "second"));
@@ -107,15 +106,14 @@ TEST_F(TasksTest, TaskThatPostsItselfLetsOthersRun)
 
 TEST_F(TasksTest, RunOneOnlyRunsTheOldestWaitingTask)
 {
-    journal log;
     busy blocked(service);
     post(service, [&] {
         log.note("outer begins");
         EXPECT_EQ(qz_thread_service_run_one_only(service), 1);
         log.note("outer ends");
     });
-    post(service, [&log] { log.note("inner"); });
-    post(service, [&log] { log.note("later"); });
+    post(service, [this] { log.note("inner"); });
+    post(service, [this] { log.note("later"); });
     blocked.end();
     run(service);
     EXPECT_THAT(log.entries(), ElementsAre("outer begins", "inner", "outer ends", "later"));

@@ -51,12 +51,45 @@ protected:
             period);
     }
 
+    void note_one_tick(const std::string& entry = "tick")
+    {
+        set_interval(
+            service,
+            [this, entry] {
+                log.note(entry);
+                return false;
+            },
+            1);
+    }
+
+    /// Lets an interval tick `count` times; the first tick calls `first`. Returns when each tick began.
+    [[nodiscard]] std::vector<steady_clock::time_point> starts_of_ticks(
+        std::size_t count, milliseconds period, const std::function<void()>& first = [] {})
+    {
+        std::vector<steady_clock::time_point> starts;
+        event done;
+        set_interval(
+            service,
+            [&] {
+                starts.push_back(steady_clock::now());
+                if (starts.size() == 1) {
+                    first();
+                }
+                const bool again = starts.size() < count;
+                if (!again) {
+                    done.set();
+                }
+                return again;
+            },
+            static_cast<unsigned long>(period.count()));
+        EXPECT_TRUE(done.wait());
+        return starts;
+    }
+
     void note(const std::string& entry)
     {
         post(service, [this, entry] { log.note(entry); });
     }
-
-    journal log;
 };
 
 } // namespace
@@ -100,21 +133,8 @@ TEST_F(TicksTest, LastTickDestroysItsClosure)
 TEST_F(TicksTest, ComeNoEarlierThanTheirPeriods)
 {
     constexpr milliseconds period{5};
-    std::vector<steady_clock::time_point> starts;
-    event done;
     const auto set_at = steady_clock::now();
-    set_interval(
-        service,
-        [&] {
-            starts.push_back(steady_clock::now());
-            const bool again = starts.size() < 5;
-            if (!again) {
-                done.set();
-            }
-            return again;
-        },
-        period.count());
-    ASSERT_TRUE(done.wait());
+    const auto starts = starts_of_ticks(5, period);
     for (std::size_t tick = 0; tick < starts.size(); ++tick) {
         EXPECT_GE(starts[tick], set_at + (tick + 1) * period);
     }
@@ -125,13 +145,7 @@ TEST_F(TicksTest, DueOneQueuesBehindTasksThatWait)
     busy blocked(service);
     note("first");
     note("second");
-    set_interval(
-        service,
-        [this] {
-            log.note("tick");
-            return false;
-        },
-        1);
+    note_one_tick();
     let_pass(milliseconds(5));
     blocked.end();
     ASSERT_TRUE(log.wait_for(3));
@@ -141,13 +155,7 @@ TEST_F(TicksTest, DueOneQueuesBehindTasksThatWait)
 TEST_F(TicksTest, DueOneGoesBeforeTasksThatComeLater)
 {
     busy blocked(service);
-    set_interval(
-        service,
-        [this] {
-            log.note("tick");
-            return false;
-        },
-        1);
+    note_one_tick();
     let_pass(milliseconds(5));
     note("later");
     blocked.end();
@@ -171,25 +179,11 @@ TEST_F(TicksTest, LongTaskLeavesOneTickOnly)
 TEST_F(TicksTest, LateOnesAreNotCaughtUpOn)
 {
     constexpr milliseconds period{5};
-    std::vector<steady_clock::time_point> starts;
     steady_clock::time_point end_of_first;
-    event done;
-    set_interval(
-        service,
-        [&] {
-            starts.push_back(steady_clock::now());
-            if (starts.size() == 1) {
-                let_pass(20 * period);
-                end_of_first = steady_clock::now();
-            }
-            const bool again = starts.size() < 12;
-            if (!again) {
-                done.set();
-            }
-            return again;
-        },
-        period.count());
-    ASSERT_TRUE(done.wait());
+    const auto starts = starts_of_ticks(12, period, [&end_of_first, period] {
+        let_pass(20 * period);
+        end_of_first = steady_clock::now();
+    });
     for (std::size_t tick = 1; tick < starts.size(); ++tick) {
         EXPECT_GE(starts[tick], end_of_first + (tick - 1) * period);
     }
@@ -238,13 +232,7 @@ TEST_F(TicksTest, RunOneOnlyInsideATickRunsTasksAndOtherTicks)
         [&] {
             note("task");
             EXPECT_EQ(qz_thread_service_run_one_only(service), 1);
-            set_interval(
-                service,
-                [this] {
-                    log.note("other tick");
-                    return false;
-                },
-                1);
+            note_one_tick("other tick");
             let_pass(milliseconds(5));
             EXPECT_EQ(qz_thread_service_run_one_only(service), 1);
             done.set();
