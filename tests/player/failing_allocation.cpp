@@ -11,6 +11,9 @@ namespace
 thread_local unsigned allocations_left = 0; // 0 while none is to fail
 thread_local bool failed = false;
 
+thread_local std::size_t wanted_size = 0; // 0 while none is looked for
+thread_local void* found = nullptr;
+
 bool fails_now()
 {
     if (allocations_left == 0 || substitute::inside_substitute()) {
@@ -18,6 +21,13 @@ bool fails_now()
     }
     failed = --allocations_left == 0;
     return failed;
+}
+
+void look_at(void* memory, std::size_t size)
+{
+    if (size == wanted_size && found == nullptr && !substitute::inside_substitute()) {
+        found = memory;
+    }
 }
 
 } // namespace
@@ -38,11 +48,29 @@ bool failing_allocation::has_failed()
     return failed;
 }
 
+first_allocation::first_allocation(std::size_t size)
+{
+    found = nullptr;
+    wanted_size = size;
+}
+
+first_allocation::~first_allocation()
+{
+    wanted_size = 0;
+}
+
+void* first_allocation::address()
+{
+    return found;
+}
+
 // Each form is replaced, since a sanitizer brings its own.
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
-    return fails_now() ? nullptr : std::malloc(size == 0 ? 1 : size);
+    void* const memory = fails_now() ? nullptr : std::malloc(size == 0 ? 1 : size);
+    look_at(memory, size);
+    return memory;
 }
 
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept

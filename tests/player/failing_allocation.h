@@ -1,6 +1,8 @@
 /// \file
-/// \brief Lets an allocation of the code under test fail. Replaces the program's `operator new`.
+/// \brief Lets an allocation of the code under test fail, or finds it. Replaces the program's `operator new`.
 #pragma once
+
+#include <cstddef>
 
 /// While this lives, the `number`-th allocation from now on that is not a substitute's own throws
 /// `std::bad_alloc`. One at a time.
@@ -14,4 +16,18 @@ public:
 
     /// False when there were not so many allocations.
     [[nodiscard]] static bool has_failed();
+};
+
+/// Finds the first allocation of `size` bytes from now on that is not a substitute's own: for what the
+/// code under test leaves without an owner. One at a time.
+class first_allocation
+{
+public:
+    explicit first_allocation(std::size_t size);
+    ~first_allocation();
+    first_allocation(const first_allocation&) = delete;
+    first_allocation& operator=(const first_allocation&) = delete;
+
+    /// Empty as long as there was none.
+    [[nodiscard]] static void* address();
 };

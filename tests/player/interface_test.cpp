@@ -242,6 +242,8 @@ struct fade_case {
     int target;
     bool accepted;
     int reached; ///< From 50, or from 100 where it is lowered.
+
+    friend void PrintTo(const fade_case& shown, std::ostream* out) { *out << shown.name; }
 };
 
 class FadeTargetTest : public PlayerTest, public testing::WithParamInterface<fade_case>

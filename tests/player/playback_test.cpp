@@ -979,6 +979,8 @@ struct missing_handle {
     const char* name;
     bool decoder;
     bool output;
+
+    friend void PrintTo(const missing_handle& shown, std::ostream* out) { *out << shown.name; }
 };
 
 class StopTest : public PlayerTest, public testing::WithParamInterface<missing_handle>

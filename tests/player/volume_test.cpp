@@ -207,6 +207,8 @@ TEST_F(VolumeTest, AFadeDownStartsInOrder)
 struct fade_setting {
     const char* property;
     bool up;
+
+    friend void PrintTo(const fade_setting& shown, std::ostream* out) { *out << shown.property; }
 };
 
 class FadeSettingTest : public VolumeTest, public testing::WithParamInterface<fade_setting>

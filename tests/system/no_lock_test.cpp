@@ -69,6 +69,8 @@ using action = std::function<void()>;
 struct place {
     std::string name;
     void (*arrange)(const service_ptr& service, const action& act);
+
+    friend void PrintTo(const place& shown, std::ostream* out) { *out << shown.name; }
 };
 
 const place places[] = {
