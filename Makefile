@@ -6,6 +6,7 @@ TIDY ?= src tools
 
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
 setup = tools/setup/install-packages.sh
+purposes = build test
 build = cmake --preset $(1) && cmake --build --preset $(1) -j $(JOBS)
 
 .PHONY: help
@@ -21,23 +22,16 @@ build: ## Builds the libraries and qz_play into build/
 play: build ## Plays TRACK, or the sample; into a WAV file where there is no sound device
 	@tools/setup/play.sh "$(TRACK)"
 
-.PHONY: test
+.PHONY: test asan tsan valgrind
 test: ## Builds and runs all tests
-	@$(setup) build test
-	$(call build,test)
-	ctest --preset test -j $(JOBS)
-
-.PHONY: asan
 asan: ## Runs the tests under AddressSanitizer, LeakSanitizer and UndefinedBehaviorSanitizer
-	@$(setup) build test
-	$(call build,asan)
-	ctest --preset asan -j $(JOBS)
-
-.PHONY: tsan
 tsan: ## Runs the tests under ThreadSanitizer
-	@$(setup) build test
-	$(call build,tsan)
-	ctest --preset tsan -j $(JOBS)
+valgrind: ## Runs the tests under valgrind's memcheck
+valgrind: purposes += check
+test asan tsan valgrind:
+	@$(setup) $(purposes)
+	$(call build,$@)
+	ctest --preset $@ -j $(JOBS)
 
 .PHONY: coverage
 coverage: ## Prints the coverage of src/ by the tests
