@@ -57,6 +57,11 @@ tidy: ## Builds with clang and checks the folders TIDY (src tools) with clang-ti
 	$(call build,clang)
 	git ls-files $(addsuffix /*.cpp,$(TIDY)) | xargs -n 1 -P $(JOBS) clang-tidy -p build-clang --quiet
 
+.PHONY: model
+model: ## Has spin search the model of how a player ends
+	@$(setup) model
+	@tools/model/check.sh
+
 .PHONY: bench
 bench: ## Builds and runs the benchmarks
 	@$(setup) build bench

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs the Debian packages that a purpose needs and that are missing.
 #
-# usage: install-packages.sh PURPOSE...   with PURPOSE one of build, test, check, bench
+# usage: install-packages.sh PURPOSE...   with PURPOSE one of build, test, check, model, bench
 #
 # Installs as root or through sudo; without either it prints the one line to run, and fails.
 set -eu
@@ -9,6 +9,7 @@ set -eu
 build="g++ make cmake libboost-dev libmpg123-dev mpg123 libcli11-dev"
 test="libgtest-dev libgmock-dev lame sox pulseaudio pulseaudio-utils binutils procps"
 check="clang clang-format clang-tidy gcovr valgrind"
+model="spin gcc"
 bench="libbenchmark-dev"
 
 packages=""
@@ -17,6 +18,7 @@ for purpose in "$@"; do
     build) packages="$packages $build" ;;
     test) packages="$packages $test" ;;
     check) packages="$packages $check" ;;
+    model) packages="$packages $model" ;;
     bench) packages="$packages $bench" ;;
     *)
         echo "install-packages.sh: no such purpose: $purpose" >&2
