@@ -146,8 +146,9 @@ void play_entry::apply_volume()
         mpg123_volume(adata_->mh, 0.0);
     }
     if (adata_->error != 0) {
+        const char* const text = mpg123_strerror(adata_->mh);
         write_diagnostic("volume error: " + std::to_string(adata_->error) + " " +
-                         mpg123_strerror(adata_->mh));
+                         (text != nullptr ? text : ""));
     }
 }
 
