@@ -163,6 +163,14 @@ check failed(check passed)
 
 PlatformTest::PlatformTest()
 {
+    reset_platform();
+}
+
+void PlatformTest::reset_platform()
+{
+    seen_calls_ = 0;
+    seen_failures_ = 0;
+    seen_exceptions_ = 0;
     platform::reset();
     substitute::reset_calls();
     substitute::reset_decoders();

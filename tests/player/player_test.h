@@ -86,6 +86,9 @@ protected:
     PlatformTest();
     void TearDown() override;
 
+    /// Starts anew with what a test starts with. To be called after the check of what is left.
+    void reset_platform();
+
     /// Forgets what was done so far, as far as the functions below tell.
     void forget();
 

@@ -110,12 +110,18 @@ void forget_calls()
     state().calls.clear();
 }
 
-void reset_calls()
+void forget_plans()
 {
     std::list<plan> dropped;
     const std::lock_guard<std::mutex> lock(state().mutex);
-    state().calls.clear();
     state().plans.swap(dropped);
+}
+
+void reset_calls()
+{
+    forget_plans();
+    const std::lock_guard<std::mutex> lock(state().mutex);
+    state().calls.clear();
     state().violations.clear();
 }
 
@@ -127,6 +133,11 @@ void mark(const std::string& what)
 void at_call(const std::string& function, std::function<void()> action, unsigned occurrence)
 {
     add_plan({function, occurrence, std::move(action), 0});
+}
+
+void at_every_call(const std::string& function, std::function<void()> action)
+{
+    add_plan({function, 0, std::move(action), 0});
 }
 
 void answer(const std::string& function, long result, unsigned occurrence)

@@ -36,6 +36,9 @@ std::vector<call> calls();
 /// Empties the log; planned actions and answers stay.
 void forget_calls();
 
+/// Forgets planned actions and answers.
+void forget_plans();
+
 /// Empties the log and forgets planned actions, answers and violations.
 void reset_calls();
 
@@ -46,6 +49,9 @@ void mark(const std::string& what);
 /// its work. The action may call the library under test, block, or throw: what it throws leaves the
 /// function in its place.
 void at_call(const std::string& function, std::function<void()> action, unsigned occurrence = 1);
+
+/// The same at every call from now on.
+void at_every_call(const std::string& function, std::function<void()> action);
 
 /// Lets the `occurrence`-th call of `function` from now on give `result`; what this means stands at
 /// each substitute.

@@ -233,7 +233,7 @@ int mpg123_read(mpg123_handle* mh, void* outmemory, std::size_t outmemsize, std:
         return static_cast<int>(call.answer_or(MPG123_DONE));
     }
     const auto& block = blocks[handle->next_block++];
-    *done = std::min(outmemsize, block.bytes.size());
+    *done = outmemory == nullptr ? 0 : std::min(outmemsize, block.bytes.size());
     std::copy_n(block.bytes.begin(), *done, static_cast<char*>(outmemory));
     return static_cast<int>(call.answer_or(block.result));
 }

@@ -4,7 +4,8 @@
 ///
 /// Planned answers (see `answer`): for `mpg123_new` the error code with which it makes no handle; for
 /// `mpg123_strerror` a null text; for `mpg123_errcode` the code, which the handle keeps; for all else
-/// the result. Null handles are survived as by the real library, except by `mpg123_seek`.
+/// the result. Null handles are survived as by the real library, except by `mpg123_seek`; a read
+/// into a null block gives nothing, as there.
 #pragma once
 
 #include <mpg123.h>
