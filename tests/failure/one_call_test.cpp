@@ -51,7 +51,7 @@ struct failure {
 told_instead told_of(const failure& of)
 {
     const bool playing = of.status == qz_audio_status_playing;
-    const bool plays = of.request == "play" || of.request == "repeat";
+    const bool plays = of.request == "qz_audio_play" || of.request == "repeat";
     if (of.function == "mpg123_new" || of.function == "out123_new") {
         return told_and_told_by_the_loop(playing, MPG123_OUT_OF_MEM);
     }
@@ -89,7 +89,7 @@ lines printed_of(const failure& of, bool texts)
 {
     const std::string text = texts ? "decoder error 0" : "";
     const bool prints = of.function == "mpg123_volume" && of.status != qz_audio_status_playing &&
-                        (of.request == "play" || of.request == "repeat");
+                        (of.request == "qz_audio_play" || of.request == "repeat");
     return prints ? lines{"volume error: " + std::to_string(of.result) + " " + text} : lines{};
 }
 
@@ -128,7 +128,7 @@ protected:
             start_over();
             plan_texts(texts_);
             fail(failing, good);
-            if (asked().name != "destroy") {
+            if (asked().name != "qz_audio_destroy") {
                 check_at_rest();
                 check_that_a_track_plays();
             }

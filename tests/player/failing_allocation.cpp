@@ -2,6 +2,8 @@
 
 #include "call_log.h"
 
+#include <dlfcn.h>
+
 #include <cstdlib>
 #include <new>
 
@@ -31,6 +33,14 @@ void look_at(void* memory, std::size_t size)
 }
 
 } // namespace
+
+extern "C" void* malloc(std::size_t size) noexcept
+{
+    using function = decltype(&malloc);
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): what dlsym is for.
+    static const auto real = reinterpret_cast<function>(dlsym(RTLD_NEXT, "malloc"));
+    return fails_now() ? nullptr : real(size);
+}
 
 failing_allocation::failing_allocation(unsigned number)
 {
@@ -68,7 +78,7 @@ void* first_allocation::address()
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
-    void* const memory = fails_now() ? nullptr : std::malloc(size == 0 ? 1 : size);
+    void* const memory = std::malloc(size == 0 ? 1 : size);
     look_at(memory, size);
     return memory;
 }

@@ -1,11 +1,12 @@
 /// \file
-/// \brief Lets an allocation of the code under test fail, or finds it. Replaces the program's `operator new`.
+/// \brief Lets an allocation of the code under test fail, or finds it. Replaces the program's `malloc` and
+/// `operator new`.
 #pragma once
 
 #include <cstddef>
 
-/// While this lives, the `number`-th allocation from now on that is not a substitute's own throws
-/// `std::bad_alloc`. One at a time.
+/// While this lives, the `number`-th allocation from now on, by the thread that made it, that is not a
+/// substitute's own fails: `malloc` gives null, `new` throws `std::bad_alloc`. One at a time.
 class failing_allocation
 {
 public:

@@ -131,12 +131,14 @@ lines output_capture::take()
 
 std::streamsize output_capture::xsputn(const char* text, std::streamsize size)
 {
+    const substitute::inside here;
     insertions_.push_back({std::string(text, static_cast<std::size_t>(size)), false});
     return size;
 }
 
 output_capture::int_type output_capture::overflow(int_type character)
 {
+    const substitute::inside here;
     insertions_.push_back({std::string(1, traits_type::to_char_type(character)), false});
     return character;
 }
@@ -304,6 +306,7 @@ void PlayerTest::TearDown()
 void PlayerTest::observe(const qz_audio_ptr& of)
 {
     const auto told = [this, of = of.get()](const qz_audio_ptr& by, const std::string& event) {
+        const substitute::inside here;
         EXPECT_EQ(by.get(), of);
         EXPECT_EQ(platform::current_thread(), "system");
         EXPECT_FALSE(platform::is_locked(*by));

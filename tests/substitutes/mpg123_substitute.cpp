@@ -131,6 +131,7 @@ void mpg123_exit()
 
 mpg123_handle* mpg123_new(const char* decoder, int* error)
 {
+    const substitute::inside here;
     const entry call("mpg123_new", decoder);
     *error = static_cast<int>(call.answer_or(MPG123_OK));
     return *error == MPG123_OK ? state().handles.make() : nullptr;

@@ -92,6 +92,7 @@ using substitute::state;
 
 out123_handle* out123_new()
 {
+    const substitute::inside here;
     const entry call("out123_new");
     return call.planned_answer() ? nullptr : state().handles.make();
 }

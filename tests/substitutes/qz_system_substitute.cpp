@@ -85,7 +85,11 @@ platform_state& state()
 class running_on
 {
 public:
-    explicit running_on(const std::string& thread) { state().thread_stack.push_back(thread); }
+    explicit running_on(const std::string& thread)
+    {
+        const inside here;
+        state().thread_stack.push_back(thread);
+    }
     ~running_on() { state().thread_stack.pop_back(); }
     running_on(const running_on&) = delete;
     running_on& operator=(const running_on&) = delete;
@@ -212,6 +216,7 @@ std::string current_thread()
 
 bool run_one(const std::string& thread)
 {
+    const inside here;
     const auto on = worker_of(thread);
     if (on == nullptr || on->busy) {
         return false;
@@ -237,6 +242,7 @@ bool run_all(const std::string& thread)
 
 void run_all()
 {
+    const inside here;
     bool ran = true;
     while (ran) {
         ran = false;
@@ -256,6 +262,7 @@ std::size_t waiting(const std::string& thread)
 
 void advance(std::chrono::milliseconds time)
 {
+    const inside here;
     state().now += time;
     std::vector<std::pair<clock, std::pair<worker*, unsigned long>>> due;
     for (const auto& service : state().services) {
@@ -436,11 +443,13 @@ _qz_object::~_qz_object()
 
 void _qz_object::describe()
 {
+    const inside here;
     const entry call("describe", name(*this));
 }
 
 bool _qz_object::is_reffed()
 {
+    const inside here;
     const entry call("is_reffed", name(*this));
     return state().held.count(this) != 0;
 }
