@@ -4,6 +4,7 @@
 
 #include <dlfcn.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -16,13 +17,33 @@ thread_local bool failed = false;
 thread_local std::size_t wanted_size = 0; // 0 while none is looked for
 thread_local void* found = nullptr;
 
-bool fails_now()
+std::atomic<unsigned> allocations_left_anywhere{0};
+std::atomic<bool> failed_anywhere{false};
+
+bool is_last_here()
 {
-    if (allocations_left == 0 || substitute::inside_substitute()) {
-        return false;
-    }
     failed = --allocations_left == 0;
     return failed;
+}
+
+bool is_last_anywhere()
+{
+    unsigned left = allocations_left_anywhere;
+    while (left != 0 && !allocations_left_anywhere.compare_exchange_weak(left, left - 1)) {
+    }
+    if (left == 1) {
+        failed_anywhere = true;
+    }
+    return left == 1;
+}
+
+bool fails_now()
+{
+    if ((allocations_left == 0 && allocations_left_anywhere == 0) ||
+        substitute::inside_substitute()) {
+        return false;
+    }
+    return allocations_left != 0 ? is_last_here() : is_last_anywhere();
 }
 
 void look_at(void* memory, std::size_t size)
@@ -56,6 +77,22 @@ failing_allocation::~failing_allocation()
 bool failing_allocation::has_failed()
 {
     return failed;
+}
+
+failing_allocation_anywhere::failing_allocation_anywhere(unsigned number)
+{
+    failed_anywhere = false;
+    allocations_left_anywhere = number;
+}
+
+failing_allocation_anywhere::~failing_allocation_anywhere()
+{
+    allocations_left_anywhere = 0;
+}
+
+bool failing_allocation_anywhere::has_failed()
+{
+    return failed_anywhere;
 }
 
 first_allocation::first_allocation(std::size_t size)

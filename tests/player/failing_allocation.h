@@ -19,6 +19,19 @@ public:
     [[nodiscard]] static bool has_failed();
 };
 
+/// The same for the allocations of all threads together.
+class failing_allocation_anywhere
+{
+public:
+    explicit failing_allocation_anywhere(unsigned number);
+    ~failing_allocation_anywhere();
+    failing_allocation_anywhere(const failing_allocation_anywhere&) = delete;
+    failing_allocation_anywhere& operator=(const failing_allocation_anywhere&) = delete;
+
+    /// False when there have not been so many allocations yet.
+    [[nodiscard]] static bool has_failed();
+};
+
 /// Finds the first allocation of `size` bytes from now on that is not a substitute's own: for what the
 /// code under test leaves without an owner. One at a time.
 class first_allocation
