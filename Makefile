@@ -3,6 +3,8 @@
 JOBS ?= $(shell nproc)
 TRACK ?= $(firstword $(wildcard samples/*.mp3))
 TIDY ?= src tools
+SEEDS ?= 20000
+FIRST ?= 1
 
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
 setup = tools/setup/install-packages.sh
@@ -32,6 +34,12 @@ test asan tsan valgrind:
 	@$(setup) $(purposes)
 	$(call build,$@)
 	ctest --preset $@ -j $(JOBS)
+
+.PHONY: simulate
+simulate: ## Runs SEEDS (20000) simulations of the player, from the seed FIRST (1) on
+	@$(setup) build test
+	cmake --preset test && cmake --build --preset test -j $(JOBS) --target qz_simulate
+	build/bin/qz_simulate --first $(FIRST) --seeds $(SEEDS)
 
 .PHONY: coverage
 coverage: ## Prints the coverage of src/ by the tests

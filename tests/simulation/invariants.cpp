@@ -1,0 +1,447 @@
+#include "invariants.h"
+
+#include "callbacks.h"
+#include "failure.h"
+#include "mutexes.h"
+#include "platform.h"
+#include "scheduler.h"
+#include "sound.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace simulation
+{
+
+namespace
+{
+
+std::string name_of(const player& of)
+{
+    return "player " + std::to_string(of.number);
+}
+
+std::string name_of(qz_audio_status status)
+{
+    static constexpr const char* names[] = {"none",    "opened", "loaded",
+                                            "playing", "paused", "stopped"};
+    return names[status];
+}
+
+bool starts_with(const std::string& text, std::string_view start)
+{
+    return text.compare(0, start.size(), start) == 0;
+}
+
+/// Whether nobody is working on the player's record: neither its thread nor a step of destruction.
+bool is_at_rest(const player& of)
+{
+    return of.own_thread->jobs.empty() && of.object->closed == of.taken_down && !of.ends();
+}
+
+// Status
+
+void status_agrees_with_record(const player& of)
+{
+    if (of.record->status != of.told_status()) {
+        fail("record and status property agree between steps",
+             name_of(of) + ": " + name_of(of.record->status) + " in the record, " +
+                 name_of(of.told_status()) + " told");
+    }
+}
+
+bool is_legal(operation request, qz_audio_status from, qz_audio_status to)
+{
+    constexpr auto none = qz_audio_status_none;
+    constexpr auto opened = qz_audio_status_opened;
+    constexpr auto loaded = qz_audio_status_loaded;
+    constexpr auto playing = qz_audio_status_playing;
+    constexpr auto paused = qz_audio_status_paused;
+    constexpr auto stopped = qz_audio_status_stopped;
+    switch (request) {
+    case operation::open:
+        return to == opened;
+    case operation::set_track:
+        return (from == none && to == opened) || (from == playing && to == opened) ||
+               (from != none && (to == loaded || to == none));
+    case operation::play:
+        return (from == none && to == opened) || (from == opened && to == loaded) ||
+               (from == stopped && to == loaded) || (from == loaded && to == playing) ||
+               (from == paused && to == playing) || (from == playing && to == stopped) ||
+               (to == none && (from == opened || from == loaded || from == stopped));
+    case operation::pause:
+        return from == playing && to == paused;
+    case operation::stop:
+        return (from == playing || from == paused) && to == stopped;
+    case operation::destroy:
+        return ((from == playing || from == paused) && to == stopped) ||
+               (from != none && to == none);
+    default:
+        return false;
+    }
+}
+
+void status_change_is_legal(player& of, operation request)
+{
+    const qz_audio_status from = of.last_status;
+    const qz_audio_status to = of.told_status();
+    if (!is_legal(request, from, to)) {
+        fail("each status report is a legal transition", name_of(of) + ": from " + name_of(from) +
+                                                             " to " + name_of(to) + " by " +
+                                                             name_of(request));
+    }
+    of.last_status = to;
+    of.halted = of.halted && to == qz_audio_status_playing;
+}
+
+void ends_in_none(const player& of)
+{
+    if (of.destroys != 0 && of.told_status() != qz_audio_status_none) {
+        fail("a destroyed player ends in none",
+             name_of(of) + " ends in " + name_of(of.told_status()));
+    }
+}
+
+void keeps_decoding(const player& of)
+{
+    if (of.record->status == qz_audio_status_playing && !of.halted) {
+        fail("a playing player keeps decoding", name_of(of) + " plays and nobody decodes");
+    }
+}
+
+void play_task_has_left(const player& of)
+{
+    if (of.record->in_play) {
+        fail("the play task is told to run only while it runs", name_of(of));
+    }
+}
+
+// Volume
+
+void every_volume_is_reported(const player& of)
+{
+    if (of.record->volume != of.told_volume()) {
+        fail("a volume report follows every applied change",
+             name_of(of) + ": " + std::to_string(of.record->volume) + " in the record, " +
+                 std::to_string(of.told_volume()) + " told");
+    }
+}
+
+void applied_volume_was_told(const player& of)
+{
+    if (of.owes_volume) {
+        fail("a volume report follows every applied change",
+             name_of(of) + ": the decoder has one that was not told");
+    }
+}
+
+// Errors
+
+void failure_is_reported(const player& of)
+{
+    if (of.owes_error != nullptr && !of.object->closed) {
+        fail("no failure goes unreported", name_of(of) + ": " + of.owes_error + " has failed");
+    }
+}
+
+void checks_hold(bool condition, const std::string& expression, const std::string& message)
+{
+    const bool by_second_open = message == "adata->mh must be nulll" ||
+                                message == "adata->ao must be nulll" ||
+                                message == "status must be 'none'";
+    if (!condition && !by_second_open) {
+        fail("property operations and state checks succeed, but for a second open's", expression);
+    }
+}
+
+void task_does_not_throw(const thread& self, const std::string& what)
+{
+    if (what != thrown_by_callbacks) {
+        fail("no exception of our own reaches the platform", self.name + ": " + what);
+    }
+}
+
+// Callbacks
+
+void report_is_under_lock(const thread& self, const player* of)
+{
+    if (of == nullptr) {
+        fail("reports are made under the player's lock", self.name);
+    }
+}
+
+void nothing_is_reported_after_clearing(const player& of)
+{
+    if (of.cleared_callbacks != 0) {
+        fail("nothing is reported once destroy has cleared the callbacks", name_of(of));
+    }
+}
+
+void callbacks_are_cleared(const player& of)
+{
+    if (of.cleared_callbacks != 3) {
+        fail("destroy clears the callbacks",
+             name_of(of) + ": " + std::to_string(of.cleared_callbacks) + " of 3");
+    }
+}
+
+void report_has_been_posted(const player& of)
+{
+    if (of.unposted) {
+        fail("every report with a callback is posted, under the same lock", name_of(of));
+    }
+}
+
+void callback_was_due(const report& told)
+{
+    const auto& due = observed().reports;
+    if (due.empty() || due.front().player != told.player || due.front().kind != told.kind ||
+        due.front().registration != told.registration) {
+        fail("callbacks come once for each report, in order",
+             "player " + std::to_string(told.player) + ", value " + std::to_string(*told.value));
+    }
+}
+
+void callback_tells_what_was_stored(const report& told)
+{
+    const report& due = observed().reports.front();
+    if (due.value && due.value != told.value) {
+        fail("a callback is told what was stored",
+             std::to_string(*told.value) + " instead of " + std::to_string(*due.value));
+    }
+}
+
+void error_is_a_neighbours(const report& told)
+{
+    for (const player& each : observed().players) {
+        if (told.kind == report_kind::error && each.number == told.player &&
+            std::find(each.codes.begin(), each.codes.end(), *told.value) == each.codes.end()) {
+            fail("an error report tells the code of a neighbour",
+                 name_of(each) + ": " + std::to_string(*told.value));
+        }
+    }
+}
+
+void every_report_was_told()
+{
+    if (!observed().reports.empty()) {
+        fail("callbacks come once for each report, in order",
+             std::to_string(observed().reports.size()) + " never came");
+    }
+}
+
+void stop_callback_comes_once(const stop_request& request)
+{
+    if (request.calls > 1 || !request.ran) {
+        fail("each stop callback comes at most once, after its task",
+             "command " + std::to_string(request.command));
+    }
+}
+
+void stop_callback_has_come(const stop_request& request)
+{
+    if (request.ran && request.calls != 1) {
+        fail("each stop callback comes exactly once if its task ran",
+             "command " + std::to_string(request.command));
+    }
+}
+
+// Life
+
+void further_destroys_describe(const player& of)
+{
+    if (of.destroys > 1 && of.descriptions != of.destroys - 1) {
+        fail("every further destroy only describes the player",
+             name_of(of) + ": " + std::to_string(of.destroys) + " destroys, " +
+                 std::to_string(of.descriptions) + " descriptions");
+    }
+}
+
+void lock_ends_free(_qz_object& object)
+{
+    if (is_locked(*object.property_mutex.native_handle())) {
+        fail("no lock is destroyed while it is held", object_name(object));
+    }
+}
+
+void every_object_is_gone()
+{
+    if (observed().objects != 0) {
+        fail("every destroyed player is gone at the end",
+             std::to_string(observed().objects) + " objects are left");
+    }
+}
+
+void live_count_is_zero()
+{
+    if (live_count("[qz_audio]") != 0) {
+        fail("the live count returns to 0", std::to_string(live_count("[qz_audio]")));
+    }
+}
+
+// Locks
+
+void at_most_one_lock(const thread& self, const pthread_mutex_t& wanted)
+{
+    if (!self.locks.empty()) {
+        const bool same = self.locks.back() == &wanted;
+        fail("lock order: no lock is taken while one is held",
+             self.name + (same ? " takes the one that it holds" : " takes a second one"));
+    }
+}
+
+void property_is_read_under_lock(const thread& self, const property_list& list)
+{
+    for (player& each : observed().players) {
+        if (&each.object->property_list == &list && !each.ends() &&
+            (self.locks.empty() ||
+             self.locks.back() != each.object->property_mutex.native_handle())) {
+            fail("properties are read under the player's lock", name_of(each));
+        }
+    }
+}
+
+// Reports
+
+operation request_of(const thread& self)
+{
+    return self.jobs.empty() ? operation::none : self.jobs.back();
+}
+
+void note_report(player& of, report_kind kind, const char* property, std::optional<int> value)
+{
+    nothing_is_reported_after_clearing(of);
+    const auto registration = registration_of(of.object->property_list.at(property), kind);
+    if (registration) {
+        of.unposted = report{of.number, kind, value, *registration};
+    }
+}
+
+} // namespace
+
+void check_after_step()
+{
+    for (const player& each : observed().players) {
+        if (is_at_rest(each)) {
+            status_agrees_with_record(each);
+            every_volume_is_reported(each);
+        }
+    }
+}
+
+void check_lock_order(const thread& self, const pthread_mutex_t& wanted)
+{
+    at_most_one_lock(self, wanted);
+}
+
+void check_unlock(const thread&, const pthread_mutex_t& mutex)
+{
+    if (const player* const of = observed().find(mutex)) {
+        report_has_been_posted(*of);
+    }
+}
+
+void check_report(thread& self, bool condition, const std::string& expression,
+                  const std::string& message)
+{
+    checks_hold(condition, expression, message);
+    player* const of = self.locks.empty() ? nullptr : observed().find(*self.locks.back());
+    const bool is_write = starts_with(expression, "qz_property_set");
+    if (message == "status" && is_write) {
+        report_is_under_lock(self, of);
+        status_change_is_legal(*of, request_of(self));
+        note_report(*of, report_kind::status, "on_status_changed", of->told_status());
+    } else if (message == "audio_volume" && is_write) {
+        report_is_under_lock(self, of);
+        note_report(*of, report_kind::volume, "on_volume_change", of->told_volume());
+        of->owes_volume = false;
+    } else if (message == "on_error" && starts_with(expression, "qz_property_get_extract")) {
+        report_is_under_lock(self, of);
+        of->owes_error = nullptr;
+        note_report(*of, report_kind::error, "on_error", std::nullopt);
+    } else if (is_write && of != nullptr && expression.find(",nullptr)") != std::string::npos) {
+        of->cleared_callbacks += message == "audio_data" ? 0U : 1U;
+    }
+}
+
+void check_property_read(const thread& self, const property_list& list)
+{
+    property_is_read_under_lock(self, list);
+}
+
+void check_task_begins(player& of, operation request)
+{
+    if (request == operation::play && of.record->status == qz_audio_status_playing) {
+        of.halted = true;
+    }
+}
+
+void check_task_ended(player& of, bool outermost)
+{
+    if (of.ends() || of.object->closed) {
+        return;
+    }
+    status_agrees_with_record(of);
+    every_volume_is_reported(of);
+    applied_volume_was_told(of);
+    if (outermost) {
+        keeps_decoding(of);
+        play_task_has_left(of);
+        failure_is_reported(of);
+    }
+}
+
+void check_exception(const thread& self, const std::string& what)
+{
+    task_does_not_throw(self, what);
+}
+
+void check_post(thread& self)
+{
+    player* const of = self.locks.empty() ? nullptr : observed().find(*self.locks.back());
+    if (of != nullptr && of->unposted) {
+        observed().reports.push_back(*of->unposted);
+        of->unposted.reset();
+    }
+}
+
+void check_callback(const report& told)
+{
+    callback_was_due(told);
+    callback_tells_what_was_stored(told);
+    error_is_a_neighbours(told);
+    observed().reports.pop_front();
+}
+
+void check_stop_callback(stop_request& request)
+{
+    ++request.calls;
+    stop_callback_comes_once(request);
+}
+
+void check_service_stop(player& of)
+{
+    callbacks_are_cleared(of);
+    of.taken_down = true;
+}
+
+void check_object_ends(_qz_object& object)
+{
+    lock_ends_free(object);
+    if (const player* const of = observed().find(object)) {
+        ends_in_none(*of);
+        further_destroys_describe(*of);
+    }
+}
+
+void check_end()
+{
+    every_object_is_gone();
+    live_count_is_zero();
+    every_report_was_told();
+    std::for_each(observed().stops.begin(), observed().stops.end(), stop_callback_has_come);
+    every_decoder_was_closed();
+    every_output_was_closed();
+}
+
+} // namespace simulation

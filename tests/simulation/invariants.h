@@ -1,0 +1,47 @@
+/// \file
+/// \brief What must hold in every simulation. Each invariant is one function of `invariants.cpp`; here
+/// are the moments at which they are asked.
+#pragma once
+
+#include "players.h"
+
+#include <pthread.h>
+
+#include <string>
+
+namespace simulation
+{
+
+struct thread;
+
+void check_after_step();
+
+void check_lock_order(const thread& self, const pthread_mutex_t& wanted);
+void check_unlock(const thread& self, const pthread_mutex_t& mutex);
+
+/// A property operation, a state check or its report: `qz_assertion_faild`.
+void check_report(thread& self, bool condition, const std::string& expression,
+                  const std::string& message);
+void check_property_read(const thread& self, const property_list& list);
+
+/// A task or a tick of a player's own thread begins, or has run.
+void check_task_begins(player& of, operation request);
+void check_task_ended(player& of, bool outermost);
+void check_exception(const thread& self, const std::string& what);
+
+/// A task is handed to the system service.
+void check_post(thread& self);
+
+/// A callback is called.
+void check_callback(const report& told);
+void check_stop_callback(stop_request& request);
+
+void check_service_stop(player& of);
+
+/// An object is being destroyed, with nothing left of it but the platform's part.
+void check_object_ends(_qz_object& object);
+
+/// All threads have ended.
+void check_end();
+
+} // namespace simulation

@@ -1,0 +1,148 @@
+// The simulated libout123. What fails, and how long the device takes, is drawn from the seed.
+#include "sound.h"
+#include "sound_handles.h"
+
+#include <out123.h>
+
+// NOLINTNEXTLINE(readability-identifier-naming): the library's name for it.
+struct out123_struct : simulation::sound_handle {
+};
+
+namespace simulation
+{
+
+namespace
+{
+
+using call = library_call<out123_handle>;
+
+handle_table<out123_handle>& handles()
+{
+    static handle_table<out123_handle> table("output ");
+    return table;
+}
+
+} // namespace
+
+void every_output_was_closed()
+{
+    handles().check_all_closed();
+    handles().clear();
+}
+
+} // namespace simulation
+
+using namespace simulation;
+
+out123_handle* out123_new()
+{
+    enter_library("out123_new");
+    player& caller = *calling_player();
+    if (neighbours().fails("out123_new", caller.number)) {
+        if (caller.record->ao != nullptr) {
+            caller.record->ao->replaced = true;
+        }
+        note_failure("out123_new", OUT123_DOOM);
+        return nullptr;
+    }
+    return handles().make(caller.number, caller.record->ao);
+}
+
+void out123_del(out123_handle* ao)
+{
+    const call entered(handles(), ao, "out123_del");
+    if (entered) {
+        entered.block();
+        ao->alive = false;
+    }
+}
+
+int out123_param(out123_handle* ao, int, long, double, const char*)
+{
+    const call entered(handles(), ao, "out123_param");
+    return entered ? OUT123_OK : OUT123_ERR;
+}
+
+int out123_open(out123_handle* ao, const char*, const char*)
+{
+    const call entered(handles(), ao, "out123_open");
+    entered.block();
+    if (entered.fails(OUT123_DEV_OPEN)) {
+        note_failure("out123_open", OUT123_DEV_OPEN);
+        return OUT123_ERR;
+    }
+    return OUT123_OK;
+}
+
+int out123_start(out123_handle* ao, long, int, int)
+{
+    const call entered(handles(), ao, "out123_start");
+    if (!entered) {
+        note_failure("out123_start", OUT123_BAD_HANDLE);
+        return OUT123_ERR;
+    }
+    entered.block();
+    if (entered.fails(OUT123_DEV_PLAY)) {
+        note_failure("out123_start", OUT123_DEV_PLAY);
+        return OUT123_ERR;
+    }
+    return OUT123_OK;
+}
+
+int out123_getformat(out123_handle* ao, long*, int*, int*, int* framesize)
+{
+    const call entered(handles(), ao, "out123_getformat");
+    if (!entered || entered.fails(OUT123_NOT_LIVE)) {
+        note_failure("out123_getformat", entered ? OUT123_NOT_LIVE : OUT123_BAD_HANDLE);
+        return OUT123_ERR;
+    }
+    *framesize = 4;
+    return OUT123_OK;
+}
+
+void out123_pause(out123_handle* ao)
+{
+    const call entered(handles(), ao, "out123_pause");
+    if (entered) {
+        entered.block();
+    }
+}
+
+std::size_t out123_play(out123_handle* ao, void*, std::size_t bytes)
+{
+    const call entered(handles(), ao, "out123_play");
+    if (!entered || entered.fails(OUT123_DEV_PLAY)) {
+        return 0;
+    }
+    entered.block();
+    call::wait(bytes == 0 ? 0 : neighbours().pace());
+    return bytes;
+}
+
+void out123_drop(out123_handle* ao)
+{
+    const call entered(handles(), ao, "out123_drop");
+    if (entered) {
+        entered.block();
+    }
+}
+
+void out123_stop(out123_handle* ao)
+{
+    const call entered(handles(), ao, "out123_stop");
+    if (entered) {
+        entered.block();
+    }
+}
+
+int out123_errcode(out123_handle* ao)
+{
+    const call entered(handles(), ao, "out123_errcode");
+    return entered ? ao->error : OUT123_BAD_HANDLE;
+}
+
+const char* out123_strerror(out123_handle* ao)
+{
+    const call entered(handles(), ao, "out123_strerror");
+    return entered ? "the output's last error" : "no output";
+}

@@ -1,0 +1,83 @@
+#include "shorten.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace simulation
+{
+
+namespace
+{
+
+/// A programme with less in it meets the defect in other schedules.
+constexpr std::uint64_t schedules_tried = 40;
+
+std::optional<defect> find_again(programme shorter, const std::string& invariant)
+{
+    const std::uint64_t former = shorter.schedule;
+    for (std::uint64_t i = 0; i < schedules_tried; ++i) {
+        shorter.schedule = i == 0 ? former : i;
+        auto found = run_apart(shorter, false);
+        if (found && found->invariant == invariant) {
+            return found;
+        }
+    }
+    return std::nullopt;
+}
+
+std::vector<std::size_t> kept_commands(const programme& of)
+{
+    std::vector<std::size_t> kept;
+    for (std::size_t i = 0; i < of.kept.size(); ++i) {
+        if (of.kept[i]) {
+            kept.push_back(i);
+        }
+    }
+    return kept;
+}
+
+programme without(programme longer, const std::vector<std::size_t>& commands, std::size_t from,
+                  std::size_t count)
+{
+    for (std::size_t i = from; i < std::min(from + count, commands.size()); ++i) {
+        longer.kept[commands[i]] = false;
+    }
+    return longer;
+}
+
+/// Tries to do without each stretch of `length` commands. Returns whether one could go.
+bool leave_out(defect& found, std::size_t length)
+{
+    bool shorter = false;
+    std::size_t from = 0;
+    for (;;) {
+        const auto commands = kept_commands(found.shown_by);
+        if (from >= commands.size()) {
+            return shorter;
+        }
+        auto again = find_again(without(found.shown_by, commands, from, length), found.invariant);
+        if (again) {
+            found = *again;
+            shorter = true;
+        } else {
+            from += length;
+        }
+    }
+}
+
+} // namespace
+
+defect shorten(const defect& found)
+{
+    defect shortest = found;
+    std::size_t length = std::max<std::size_t>(1, found.shown_by.commands.size() / 2);
+    for (;;) {
+        const bool shorter = leave_out(shortest, length);
+        if (length == 1 && !shorter) {
+            return shortest;
+        }
+        length = std::max<std::size_t>(1, length / 2);
+    }
+}
+
+} // namespace simulation
