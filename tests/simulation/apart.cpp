@@ -78,7 +78,7 @@ pid_t start_process(const shared_progress& shared, const Work& work)
     silence_standard_output();
     write_findings_to(shared->found);
     work();
-    _exit(EXIT_SUCCESS);
+    std::exit(EXIT_SUCCESS);
 }
 
 void run_one(const programme& to_run, bool trace, const shared_progress& shared)

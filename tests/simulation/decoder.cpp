@@ -1,4 +1,5 @@
 // The simulated libmpg123. What a path leads to, and what fails, is drawn from the seed.
+#include "invariants.h"
 #include "sound.h"
 #include "sound_handles.h"
 
@@ -218,6 +219,7 @@ int mpg123_read(mpg123_handle* mh, void* outmemory, std::size_t outmemsize, std:
     const call entered(handles(), mh, "mpg123_read");
     *done = 0;
     check_block(outmemory, outmemsize);
+    check_block_read(*calling_player());
     if (!entered) {
         note_failure("mpg123_read", MPG123_BAD_HANDLE);
         return MPG123_BAD_HANDLE;

@@ -9,7 +9,7 @@ namespace simulation
 
 /// What a simulation has shown. Plain memory, since it is written by one process and read by another.
 struct finding {
-    char invariant[64];
+    char invariant[128];
     char text[512];
 };
 

@@ -109,6 +109,21 @@ void keeps_decoding(const player& of)
     }
 }
 
+void decodes_when_nothing_waits(const player& of)
+{
+    if (of.idle_services > 1) {
+        fail("a playing player keeps decoding",
+             name_of(of) + " looks for tasks again without a block in between");
+    }
+}
+
+void serves_between_blocks(const player& of)
+{
+    if (of.unserved_blocks > 1) {
+        fail("tasks are served between two blocks", name_of(of));
+    }
+}
+
 void play_task_has_left(const player& of)
 {
     if (of.record->in_play) {
@@ -132,6 +147,14 @@ void applied_volume_was_told(const player& of)
     if (of.owes_volume) {
         fail("a volume report follows every applied change",
              name_of(of) + ": the decoder has one that was not told");
+    }
+}
+
+void one_fade_at_most(const thread& own_thread, std::size_t count)
+{
+    if (count > 1) {
+        fail("a player has one fade at most",
+             own_thread.name + " has " + std::to_string(count) + " intervals");
     }
 }
 
@@ -162,13 +185,6 @@ void task_does_not_throw(const thread& self, const std::string& what)
 }
 
 // Callbacks
-
-void report_is_under_lock(const thread& self, const player* of)
-{
-    if (of == nullptr) {
-        fail("reports are made under the player's lock", self.name);
-    }
-}
 
 void nothing_is_reported_after_clearing(const player& of)
 {
@@ -290,13 +306,28 @@ void at_most_one_lock(const thread& self, const pthread_mutex_t& wanted)
     }
 }
 
+void one_output_is_opened_at_a_time(const thread& self, unsigned others)
+{
+    if (others != 0) {
+        fail("outputs are opened one after another", self.name);
+    }
+}
+
+void property_is_guarded(const thread& self, const player* of, const std::string& expression)
+{
+    if (of == nullptr && starts_with(expression, "qz_property_") &&
+        !starts_with(expression, "qz_property_init")) {
+        fail("properties are used under the player's lock", self.name + ": " + expression);
+    }
+}
+
 void property_is_read_under_lock(const thread& self, const property_list& list)
 {
     for (player& each : observed().players) {
         if (&each.object->property_list == &list && !each.ends() &&
             (self.locks.empty() ||
              self.locks.back() != each.object->property_mutex.native_handle())) {
-            fail("properties are read under the player's lock", name_of(each));
+            fail("properties are used under the player's lock", name_of(each));
         }
     }
 }
@@ -346,17 +377,15 @@ void check_report(thread& self, bool condition, const std::string& expression,
 {
     checks_hold(condition, expression, message);
     player* const of = self.locks.empty() ? nullptr : observed().find(*self.locks.back());
+    property_is_guarded(self, of, expression);
     const bool is_write = starts_with(expression, "qz_property_set");
     if (message == "status" && is_write) {
-        report_is_under_lock(self, of);
         status_change_is_legal(*of, request_of(self));
         note_report(*of, report_kind::status, "on_status_changed", of->told_status());
     } else if (message == "audio_volume" && is_write) {
-        report_is_under_lock(self, of);
         note_report(*of, report_kind::volume, "on_volume_change", of->told_volume());
         of->owes_volume = false;
     } else if (message == "on_error" && starts_with(expression, "qz_property_get_extract")) {
-        report_is_under_lock(self, of);
         of->owes_error = nullptr;
         note_report(*of, report_kind::error, "on_error", std::nullopt);
     } else if (is_write && of != nullptr && expression.find(",nullptr)") != std::string::npos) {
@@ -371,6 +400,8 @@ void check_property_read(const thread& self, const property_list& list)
 
 void check_task_begins(player& of, operation request)
 {
+    of.unserved_blocks = 0;
+    of.idle_services = 0;
     if (request == operation::play && of.record->status == qz_audio_status_playing) {
         of.halted = true;
     }
@@ -389,6 +420,30 @@ void check_task_ended(player& of, bool outermost)
         play_task_has_left(of);
         failure_is_reported(of);
     }
+}
+
+void check_block_read(player& of)
+{
+    ++of.unserved_blocks;
+    of.idle_services = 0;
+    serves_between_blocks(of);
+}
+
+void check_service(player& of, bool ran)
+{
+    of.unserved_blocks = 0;
+    of.idle_services += ran ? 0 : 1;
+    decodes_when_nothing_waits(of);
+}
+
+void check_intervals(const thread& own_thread, std::size_t count)
+{
+    one_fade_at_most(own_thread, count);
+}
+
+void check_opening(const thread& self, unsigned others)
+{
+    one_output_is_opened_at_a_time(self, others);
 }
 
 void check_exception(const thread& self, const std::string& what)

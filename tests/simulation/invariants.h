@@ -29,6 +29,16 @@ void check_task_begins(player& of, operation request);
 void check_task_ended(player& of, bool outermost);
 void check_exception(const thread& self, const std::string& what);
 
+/// Between its blocks the play task asks for another task; `ran` is whether there was one.
+void check_block_read(player& of);
+void check_service(player& of, bool ran);
+
+/// A player has so many intervals.
+void check_intervals(const thread& own_thread, std::size_t count);
+
+/// A thread opens an output, while so many others do.
+void check_opening(const thread& self, unsigned others);
+
 /// A task is handed to the system service.
 void check_post(thread& self);
 

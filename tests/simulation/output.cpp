@@ -1,4 +1,5 @@
 // The simulated libout123. What fails, and how long the device takes, is drawn from the seed.
+#include "invariants.h"
 #include "sound.h"
 #include "sound_handles.h"
 
@@ -21,6 +22,18 @@ handle_table<out123_handle>& handles()
     static handle_table<out123_handle> table("output ");
     return table;
 }
+
+unsigned outputs_opening = 0;
+
+/// The real library must not open two outputs at the same time.
+class opening
+{
+public:
+    opening() { check_opening(*scheduler::running()->current(), outputs_opening++); }
+    ~opening() { --outputs_opening; }
+    opening(const opening&) = delete;
+    opening& operator=(const opening&) = delete;
+};
 
 } // namespace
 
@@ -66,6 +79,7 @@ int out123_param(out123_handle* ao, int, long, double, const char*)
 int out123_open(out123_handle* ao, const char*, const char*)
 {
     const call entered(handles(), ao, "out123_open");
+    const opening alone;
     entered.block();
     if (entered.fails(OUT123_DEV_OPEN)) {
         note_failure("out123_open", OUT123_DEV_OPEN);

@@ -221,7 +221,10 @@ void qz_thread_service_clear_interval(boost::shared_ptr<_qz_thread_service> serv
 int qz_thread_service_run_one_only(boost::shared_ptr<_qz_thread_service> service)
 {
     enter("qz_thread_service_run_one_only");
-    return service->queue.run_one() ? 1 : 0;
+    platform_queue& queue = service->queue;
+    const bool ran = queue.run_one();
+    check_service(*observed().find(queue.own_thread()), ran);
+    return ran ? 1 : 0;
 }
 
 void qz_thread_service_stop(boost::shared_ptr<_qz_thread_service> service,

@@ -86,6 +86,7 @@ unsigned long platform_queue::start_interval(tick beat, unsigned long period)
         const milliseconds time = std::max(period, 1UL);
         intervals_[id] = std::make_shared<interval>(
             interval{std::move(beat), time, due_after(time), false, current_request()});
+        check_intervals(*thread_, intervals_.size());
         schedule().notify(this);
     }
     return id;

@@ -47,6 +47,8 @@ struct player {
     qz_audio_status last_status = qz_audio_status_none;
     bool halted = false;              ///< By a play while it played.
     const char* owes_error = nullptr; ///< The call that has failed and is not reported yet.
+    unsigned unserved_blocks = 0;     ///< Read since a task was asked for.
+    unsigned idle_services = 0;       ///< Asked for a task in vain since a block was read.
     bool owes_volume = false;         ///< The decoder has a new one that is not reported yet.
     std::vector<int> codes{0, 7};     ///< That an error report may tell.
     std::optional<report> unposted{}; ///< Stored, and not handed to the system service yet.

@@ -128,7 +128,7 @@ void draw_players(random_sequence& choices, programme& into)
 
 void draw_calls(random_sequence& choices, programme& into)
 {
-    const unsigned length = choices.one_of({4U, 8U, 12U, 20U, 30U});
+    const unsigned length = choices.one_of({4U, 8U, 16U, 30U, 60U});
     for (unsigned i = 0; i < length; ++i) {
         const operation what = draw_operation(choices);
         const actor by{false, choices.below(into.threads)};
