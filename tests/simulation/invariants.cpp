@@ -117,6 +117,13 @@ void decodes_when_nothing_waits(const player& of)
     }
 }
 
+void decodes_nothing_while_halted(const player& of)
+{
+    if (of.halted) {
+        fail("a player that a second play has halted decodes nothing", name_of(of));
+    }
+}
+
 void serves_between_blocks(const player& of)
 {
     if (of.unserved_blocks > 1) {
@@ -427,6 +434,7 @@ void check_block_read(player& of)
     ++of.unserved_blocks;
     of.idle_services = 0;
     serves_between_blocks(of);
+    decodes_nothing_while_halted(of);
 }
 
 void check_service(player& of, bool ran)
