@@ -29,6 +29,7 @@ constexpr unsigned longest_step_seconds = 60;
 struct progress {
     finding found;
     std::uint64_t seed;
+    std::uint64_t schedule;
     std::uint64_t seeds;
     std::uint64_t steps;
 };
@@ -85,6 +86,7 @@ void run_one(const programme& to_run, bool trace, const shared_progress& shared)
 {
     alarm(longest_step_seconds);
     shared->seed = to_run.seed;
+    shared->schedule = to_run.schedule;
     shared->steps += simulate(to_run, trace);
     ++shared->seeds;
 }
@@ -121,6 +123,22 @@ std::optional<defect> run_apart(const programme& to_run, bool trace)
     int status = 0;
     waitpid(process, &status, 0);
     return judge(status, to_run, shared);
+}
+
+std::optional<defect> run_schedules_apart(const programme& to_run, std::uint64_t others)
+{
+    const shared_progress shared;
+    programme run = to_run;
+    const pid_t process = start_process(shared, [&] {
+        run_one(run, false, shared);
+        for (run.schedule = 1; run.schedule <= others; ++run.schedule) {
+            run_one(run, false, shared);
+        }
+    });
+    int status = 0;
+    waitpid(process, &status, 0);
+    run.schedule = shared->schedule;
+    return judge(status, run, shared);
 }
 
 tally run_seeds(const range& seeds, unsigned processes)

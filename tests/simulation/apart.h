@@ -32,6 +32,9 @@ struct tally {
 /// Runs one programme in a process of its own.
 std::optional<defect> run_apart(const programme& to_run, bool trace);
 
+/// The same in its own schedule and then in so many others, until one shows a defect.
+std::optional<defect> run_schedules_apart(const programme& to_run, std::uint64_t others);
+
 /// Runs the seeds of `seeds` in so many processes, until one shows a defect.
 tally run_seeds(const range& seeds, unsigned processes);
 

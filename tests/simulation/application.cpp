@@ -19,6 +19,12 @@ std::string path(int number)
     return number == 0 ? "" : "path " + std::to_string(number);
 }
 
+/// The simulation counts players from 1 on, in the programme's order and not in that of their making.
+int number_of(unsigned slot)
+{
+    return static_cast<int>(slot) + 1;
+}
+
 /// A callback does what it does so many times, or two players could keep each other busy for ever.
 constexpr unsigned most_runs = 2;
 
@@ -80,8 +86,9 @@ void application::end_all()
 
 void application::destroy_held_players()
 {
-    for (int number = 1; number <= observed().made; ++number) {
-        const auto held = boost::static_pointer_cast<_qz_audio>(platform::held_player(number));
+    for (unsigned slot = 0; slot < programme_.players; ++slot) {
+        const auto held =
+            boost::static_pointer_cast<_qz_audio>(platform::held_player(number_of(slot)));
         if (held) {
             schedule_.current()->request = operation::destroy;
             ++observed().find(*held)->destroys;
@@ -182,6 +189,7 @@ void application::call(unsigned index, unsigned table, const qz_audio_ptr& told)
 /// All threads and the callbacks get a handle of their own.
 void application::create(unsigned slot)
 {
+    schedule_.current()->creates = number_of(slot);
     try {
         const qz_audio_ptr made = qz_audio_new();
         for (auto& table : handles_) {

@@ -139,7 +139,8 @@ void qz_object_ref(boost::shared_ptr<_qz_object> object)
 {
     enter("qz_object_ref");
     auto& made = static_cast<_qz_audio&>(*object);
-    observe_player(made, made.thread_service->queue.own_thread());
+    observe_player(scheduler::running()->current()->creates, made,
+                   made.thread_service->queue.own_thread());
     state->held[object.get()] = object;
 }
 
@@ -177,7 +178,7 @@ bool qz_property_get(std::map<std::string, boost::any>& list, std::string key, b
 boost::shared_ptr<_qz_thread_service> qz_thread_service_new(std::string name)
 {
     enter("qz_thread_service_new");
-    const int number = static_cast<int>(state->services.size()) + 1;
+    const int number = scheduler::running()->current()->creates;
     if (neighbours().fails("qz_thread_service_new", number)) {
         throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
     }

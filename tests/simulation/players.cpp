@@ -50,17 +50,16 @@ observations& observed()
     return all;
 }
 
-player& observe_player(_qz_audio& object, const thread& own_thread)
+void observe_player(int number, _qz_audio& object, const thread& own_thread)
 {
     const auto& properties = object.property_list;
-    player seen{++observed().made,
+    player seen{number,
                 &object,
                 &own_thread,
                 boost::any_cast<_audio_data*>(properties.at("audio_data")),
                 &properties.at("status"),
                 &properties.at("audio_volume")};
     observed().players.push_back(std::move(seen));
-    return observed().players.back();
 }
 
 void forget_player(const _qz_object& object)

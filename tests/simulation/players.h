@@ -65,8 +65,7 @@ struct player {
 
 /// All that one simulation has seen.
 struct observations {
-    std::list<player> players; ///< Those that exist, in the order of their making.
-    int made = 0;
+    std::list<player> players;  ///< Those that exist, in the order of their making.
     std::deque<report> reports; ///< Posted and not yet told, oldest first.
     std::list<stop_request> stops;
     std::size_t objects = 0; ///< Platform objects that exist.
@@ -79,7 +78,7 @@ struct observations {
 observations& observed();
 
 /// A new player, which the registry holds from now on.
-player& observe_player(_qz_audio& object, const thread& own_thread);
+void observe_player(int number, _qz_audio& object, const thread& own_thread);
 void forget_player(const _qz_object& object);
 
 } // namespace simulation

@@ -43,6 +43,7 @@ struct thread {
     std::vector<pthread_mutex_t*> locks; ///< That it holds, in the order taken.
     operation request = operation::none; ///< The function of the interface that it is in.
     stop_request* stop = nullptr;        ///< The stop that it is asking for.
+    int creates = 0;                     ///< The number of the player that it is making.
     std::vector<operation> jobs; ///< What asked for the tasks that it is in, innermost last.
 };
 

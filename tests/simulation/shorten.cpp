@@ -10,19 +10,12 @@ namespace
 {
 
 /// A programme with less in it meets the defect in other schedules.
-constexpr std::uint64_t schedules_tried = 40;
+constexpr std::uint64_t schedules_tried = 1000;
 
-std::optional<defect> find_again(programme shorter, const std::string& invariant)
+std::optional<defect> find_again(const programme& shorter, const std::string& invariant)
 {
-    const std::uint64_t former = shorter.schedule;
-    for (std::uint64_t i = 0; i < schedules_tried; ++i) {
-        shorter.schedule = i == 0 ? former : i;
-        auto found = run_apart(shorter, false);
-        if (found && found->invariant == invariant) {
-            return found;
-        }
-    }
-    return std::nullopt;
+    auto found = run_schedules_apart(shorter, schedules_tried);
+    return found && found->invariant == invariant ? found : std::nullopt;
 }
 
 std::vector<std::size_t> kept_commands(const programme& of)
