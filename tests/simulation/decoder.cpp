@@ -5,7 +5,6 @@
 
 #include <mpg123.h>
 
-#include <cmath>
 #include <optional>
 #include <string>
 
@@ -95,22 +94,6 @@ int read(mpg123_handle& handle, std::size_t size, std::size_t& done)
     ++handle.next_block;
     done = size;
     return MPG123_OK;
-}
-
-void check_block(const void* block, std::size_t size)
-{
-    if (size_of_block(block) < size) {
-        fail("blocks are decoded into memory that is there", std::to_string(size) + " bytes");
-    }
-}
-
-void check_decoder_volume(const mpg123_handle& handle)
-{
-    const player* const caller = calling_player();
-    if (caller != nullptr && handle.volume &&
-        std::lround(*handle.volume * 100) != caller->record->volume) {
-        fail("the decoder that is read has the recorded volume", handle.name);
-    }
 }
 
 /// A volume that the application or a fade has asked for, and not the play task's own.
@@ -218,13 +201,13 @@ int mpg123_read(mpg123_handle* mh, void* outmemory, std::size_t outmemsize, std:
 {
     const call entered(handles(), mh, "mpg123_read");
     *done = 0;
-    check_block(outmemory, outmemsize);
+    check_block_memory(size_of_block(outmemory), outmemsize);
     check_block_read(*calling_player());
     if (!entered) {
         note_failure("mpg123_read", MPG123_BAD_HANDLE);
         return MPG123_BAD_HANDLE;
     }
-    check_decoder_volume(*mh);
+    check_decoder_volume(*calling_player(), mh->volume);
     entered.block();
     const int result = entered.fails(MPG123_ERR) ? MPG123_ERR : read(*mh, outmemsize, *done);
     if (result != MPG123_OK) {
@@ -236,9 +219,7 @@ int mpg123_read(mpg123_handle* mh, void* outmemory, std::size_t outmemsize, std:
 off_t mpg123_seek(mpg123_handle* mh, off_t, int)
 {
     const call entered(handles(), mh, "mpg123_seek");
-    if (!entered) {
-        fail("nothing is sought without a decoder", "the real library would crash");
-    }
+    check_seek(static_cast<bool>(entered));
     if (entered.fails(MPG123_NO_SEEK)) {
         note_failure(nullptr, MPG123_ERR);
         return MPG123_ERR;

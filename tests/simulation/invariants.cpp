@@ -8,6 +8,7 @@
 #include "sound.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string_view>
 
 namespace simulation
@@ -339,6 +340,99 @@ void property_is_read_under_lock(const thread& self, const property_list& list)
     }
 }
 
+// Handles of the sound libraries
+
+void handle_exists(bool exists, const char* function)
+{
+    if (!exists) {
+        fail("only handles that exist are used", function);
+    }
+}
+
+void handle_is_open(const sound_handle& handle, const char* function)
+{
+    if (!handle.alive) {
+        fail("no handle is used after it was closed", handle.name + " by " + function);
+    }
+}
+
+void handle_is_not_replaced(const sound_handle& handle, const char* function)
+{
+    if (handle.replaced) {
+        fail("no handle is used after a second open has replaced it",
+             handle.name + " by " + function);
+    }
+}
+
+void handle_is_not_busy(const thread& self, const sound_handle& handle, const char* function)
+{
+    if (handle.user != nullptr) {
+        fail("one thread at a time uses a handle",
+             handle.name + " by " + function + " on " + self.name);
+    }
+}
+
+/// The player's own thread uses its handles until the player is closed; then the steps of destruction
+/// do, and at last the destructor.
+void handle_is_used_by_its_owner(const thread& self, const sound_handle& handle,
+                                 const char* function)
+{
+    for (const player& each : observed().players) {
+        if (each.number == handle.player && !each.ends() &&
+            (each.own_thread == &self) == each.object->closed) {
+            fail("handles are used by the player's thread, and after its end by destruction",
+                 handle.name + " by " + function + " on " + self.name);
+        }
+    }
+}
+
+void handle_was_closed(const sound_handle& handle)
+{
+    if (handle.alive != handle.replaced) {
+        fail("every handle that was opened is closed once, but for the replaced ones", handle.name);
+    }
+}
+
+void seeks_with_a_decoder(bool has_decoder)
+{
+    if (!has_decoder) {
+        fail("nothing is sought without a decoder", "the real library would crash");
+    }
+}
+
+void block_is_there(std::size_t available, std::size_t wanted)
+{
+    if (available < wanted) {
+        fail("blocks are decoded into memory that is there",
+             std::to_string(wanted) + " bytes into " + std::to_string(available));
+    }
+}
+
+void decoder_has_recorded_volume(const player& of, const std::optional<double>& volume)
+{
+    if (volume && std::lround(*volume * 100) != of.record->volume) {
+        fail("the decoder that is read has the recorded volume", name_of(of));
+    }
+}
+
+// Ends
+
+void memory_is_freed(long left)
+{
+    if (left != 0) {
+        fail("all memory is freed at the end", std::to_string(left) + " allocations are left");
+    }
+}
+
+void programme_ends(std::uint64_t steps)
+{
+    // More than any programme takes.
+    constexpr std::uint64_t most_steps = 400'000;
+    if (steps > most_steps) {
+        fail("every programme ends", "it still runs after " + std::to_string(steps) + " steps");
+    }
+}
+
 // Reports
 
 operation request_of(const thread& self)
@@ -454,6 +548,39 @@ void check_opening(const thread& self, unsigned others)
     one_output_is_opened_at_a_time(self, others);
 }
 
+void check_handle_exists(bool exists, const char* function)
+{
+    handle_exists(exists, function);
+}
+
+void check_handle_use(const thread& self, const sound_handle& handle, const char* function)
+{
+    handle_is_open(handle, function);
+    handle_is_not_replaced(handle, function);
+    handle_is_not_busy(self, handle, function);
+    handle_is_used_by_its_owner(self, handle, function);
+}
+
+void check_handle_closed(const sound_handle& handle)
+{
+    handle_was_closed(handle);
+}
+
+void check_decoder_volume(const player& of, const std::optional<double>& volume)
+{
+    decoder_has_recorded_volume(of, volume);
+}
+
+void check_block_memory(std::size_t available, std::size_t wanted)
+{
+    block_is_there(available, wanted);
+}
+
+void check_seek(bool has_decoder)
+{
+    seeks_with_a_decoder(has_decoder);
+}
+
 void check_exception(const thread& self, const std::string& what)
 {
     task_does_not_throw(self, what);
@@ -505,6 +632,21 @@ void check_end()
     std::for_each(observed().stops.begin(), observed().stops.end(), stop_callback_has_come);
     every_decoder_was_closed();
     every_output_was_closed();
+}
+
+void check_memory(long left)
+{
+    memory_is_freed(left);
+}
+
+void check_step_count(std::uint64_t steps)
+{
+    programme_ends(steps);
+}
+
+void report_deadlock(const std::string& waiting)
+{
+    fail("every thread ends", "these wait for ever:" + waiting);
 }
 
 } // namespace simulation

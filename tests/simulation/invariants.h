@@ -4,9 +4,12 @@
 #pragma once
 
 #include "players.h"
+#include "sound_handle.h"
 
 #include <pthread.h>
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 namespace simulation
@@ -39,6 +42,19 @@ void check_intervals(const thread& own_thread, std::size_t count);
 /// A thread opens an output, while so many others do.
 void check_opening(const thread& self, unsigned others);
 
+/// A function of a sound library is called with a handle that is not null.
+void check_handle_exists(bool exists, const char* function);
+void check_handle_use(const thread& self, const sound_handle& handle, const char* function);
+
+/// At the end.
+void check_handle_closed(const sound_handle& handle);
+
+/// A block is read from a decoder with so much volume, if that is known, into so much memory.
+void check_decoder_volume(const player& of, const std::optional<double>& volume);
+void check_block_memory(std::size_t available, std::size_t wanted);
+
+void check_seek(bool has_decoder);
+
 /// A task is handed to the system service.
 void check_post(thread& self);
 
@@ -53,5 +69,13 @@ void check_object_ends(_qz_object& object);
 
 /// All threads have ended.
 void check_end();
+
+/// All is over, and so many allocations are left.
+void check_memory(long left);
+
+void check_step_count(std::uint64_t steps);
+
+/// No thread can go on, and no time will come at which one can.
+[[noreturn]] void report_deadlock(const std::string& waiting);
 
 } // namespace simulation

@@ -90,7 +90,7 @@ private:
     thread& choose();
     thread* choose_among_ready();
     void go_on();
-    [[noreturn]] void report_deadlock() const;
+    [[nodiscard]] std::string waiting_threads() const;
     void run_to_end(std::size_t index, const std::function<void()>& body);
 
     random_sequence choices_;

@@ -1,7 +1,6 @@
 #include "simulation.h"
 
 #include "application.h"
-#include "failure.h"
 #include "invariants.h"
 #include "memory.h"
 #include "moods.h"
@@ -14,14 +13,6 @@ namespace simulation
 
 namespace
 {
-
-void memory_is_freed(long before)
-{
-    if (allocations_alive() != before) {
-        fail("all memory is freed at the end",
-             std::to_string(allocations_alive() - before) + " allocations are left");
-    }
-}
 
 std::uint64_t run(const programme& to_do, bool trace)
 {
@@ -46,7 +37,7 @@ std::uint64_t simulate(const programme& to_do, bool trace)
     const long before = allocations_alive();
     const std::uint64_t steps = run(to_do, trace);
     observed() = {};
-    memory_is_freed(before);
+    check_memory(allocations_alive() - before);
     return steps;
 }
 

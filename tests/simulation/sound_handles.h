@@ -3,11 +3,12 @@
 /// be.
 #pragma once
 
-#include "failure.h"
 #include "foreign_code.h"
+#include "invariants.h"
 #include "moods.h"
 #include "players.h"
 #include "scheduler.h"
+#include "sound_handle.h"
 
 #include <algorithm>
 #include <memory>
@@ -16,16 +17,6 @@
 
 namespace simulation
 {
-
-/// What each handle has.
-struct sound_handle {
-    std::string name;
-    int player = 0; ///< That has made it.
-    int error = 0;  ///< Its last.
-    bool alive = true;
-    bool replaced = false; ///< By a second open: nobody will ever close it.
-    const thread* user = nullptr;
-};
 
 /// A call of `function` on a handle's library: the place where the caller may be held up. To be asked
 /// before anything of the call is done.
@@ -36,19 +27,6 @@ inline thread& enter_library(const char* function)
     check_no_lock_beyond_list(self, function);
     schedule.point(function);
     return self;
-}
-
-/// The player's own thread uses its handles until the player is closed; then the steps of destruction
-/// do, and at last the destructor.
-inline void check_user(const thread& self, const sound_handle& handle, const char* function)
-{
-    for (const player& each : observed().players) {
-        if (each.number == handle.player && !each.ends() &&
-            (each.own_thread == &self) == each.object->closed) {
-            fail("handles are used by the player's thread, and after its end by destruction",
-                 std::string(function) + " of " + handle.name + " on " + self.name);
-        }
-    }
 }
 
 template <typename Handle>
@@ -69,35 +47,18 @@ public:
         return handles_.back().get();
     }
 
-    /// Fails unless `self` may use the handle.
-    void check_use(const thread& self, const Handle& handle, const char* function) const
-    {
-        const std::string what = std::string(function) + " of ";
-        if (std::none_of(handles_.begin(), handles_.end(),
-                         [&](const auto& each) { return each.get() == &handle; })) {
-            fail("only handles that exist are used", what + "an unknown one");
-        }
-        if (!handle.alive) {
-            fail("no handle is used after it was closed", what + handle.name);
-        }
-        if (handle.replaced) {
-            fail("no handle is used after a second open has replaced it", what + handle.name);
-        }
-        if (handle.user != nullptr) {
-            fail("one thread at a time uses a handle", what + handle.name + " on " + self.name);
-        }
-        check_user(self, handle, function);
-    }
-
-    /// Fails where a handle is left that was opened and not closed, but for the replaced ones.
+    /// Fails where one is left open.
     void check_all_closed() const
     {
         for (const auto& each : handles_) {
-            if (each->alive != each->replaced) {
-                fail("every handle that was opened is closed once, but for the replaced ones",
-                     each->name);
-            }
+            check_handle_closed(*each);
         }
+    }
+
+    [[nodiscard]] bool has_made(const Handle& handle) const
+    {
+        return std::any_of(handles_.begin(), handles_.end(),
+                           [&](const auto& each) { return each.get() == &handle; });
     }
 
     void clear() { handles_ = decltype(handles_)(); }
@@ -118,7 +79,8 @@ public:
     {
         thread& self = enter_library(function);
         if (handle_ != nullptr) {
-            table.check_use(self, *handle_, function);
+            check_handle_exists(table.has_made(*handle_), function);
+            check_handle_use(self, *handle_, function);
             handle_->user = &self;
         }
     }
