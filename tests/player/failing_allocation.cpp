@@ -11,6 +11,8 @@
 namespace
 {
 
+int armed = 0; // in how many scopes allocations are to fail
+
 thread_local unsigned allocations_left = 0; // 0 while none is to fail
 thread_local bool failed = false;
 
@@ -55,22 +57,37 @@ void look_at(void* memory, std::size_t size)
 
 } // namespace
 
-extern "C" void* malloc(std::size_t size) noexcept
+// Below the program's own stands a sanitizer's, or the C library's, in whose place valgrind puts its own.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+extern "C" void* __interceptor_malloc(std::size_t size);
+constexpr auto& next_malloc = __interceptor_malloc;
+#else
+static void* next_malloc(std::size_t size)
 {
     using function = decltype(&malloc);
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): what dlsym is for.
-    static const auto real = reinterpret_cast<function>(dlsym(RTLD_NEXT, "malloc"));
-    return fails_now() ? nullptr : real(size);
+    static const auto next = reinterpret_cast<function>(dlsym(RTLD_NEXT, "malloc"));
+    return next(size);
+}
+#endif
+
+// Called before a sanitizer has set itself up, when nothing may be instrumented.
+extern "C" __attribute__((no_sanitize("thread"))) void* malloc(std::size_t size) noexcept
+{
+    const bool fails = __atomic_load_n(&armed, __ATOMIC_RELAXED) != 0 && fails_now();
+    return fails ? nullptr : next_malloc(size);
 }
 
 failing_allocation::failing_allocation(unsigned number)
 {
     failed = false;
     allocations_left = number;
+    __atomic_add_fetch(&armed, 1, __ATOMIC_RELAXED);
 }
 
 failing_allocation::~failing_allocation()
 {
+    __atomic_sub_fetch(&armed, 1, __ATOMIC_RELAXED);
     allocations_left = 0;
 }
 
@@ -83,10 +100,12 @@ failing_allocation_anywhere::failing_allocation_anywhere(unsigned number)
 {
     failed_anywhere = false;
     allocations_left_anywhere = number;
+    __atomic_add_fetch(&armed, 1, __ATOMIC_RELAXED);
 }
 
 failing_allocation_anywhere::~failing_allocation_anywhere()
 {
+    __atomic_sub_fetch(&armed, 1, __ATOMIC_RELAXED);
     allocations_left_anywhere = 0;
 }
 
