@@ -96,6 +96,16 @@ int read(mpg123_handle& handle, std::size_t size, std::size_t& done)
     return MPG123_OK;
 }
 
+/// A call that changes nothing here.
+int set_up(mpg123_handle* mh, const char* function)
+{
+    const call entered(handles(), mh, function);
+    if (!entered) {
+        return MPG123_BAD_HANDLE;
+    }
+    return entered.fails(MPG123_BAD_PARAM) ? MPG123_ERR : MPG123_OK;
+}
+
 /// A volume that the application or a fade has asked for, and not the play task's own.
 bool was_asked_for(const player& by)
 {
@@ -139,8 +149,7 @@ mpg123_handle* mpg123_new(const char*, int* error)
 
 int mpg123_param(mpg123_handle* mh, int, long, double)
 {
-    const call entered(handles(), mh, "mpg123_param");
-    return entered ? MPG123_OK : MPG123_BAD_HANDLE;
+    return set_up(mh, "mpg123_param");
 }
 
 int mpg123_open(mpg123_handle* mh, const char* path)
@@ -181,14 +190,12 @@ int mpg123_getformat(mpg123_handle* mh, long* rate, int* channels, int* encoding
 
 int mpg123_format_none(mpg123_handle* mh)
 {
-    const call entered(handles(), mh, "mpg123_format_none");
-    return entered ? MPG123_OK : MPG123_BAD_HANDLE;
+    return set_up(mh, "mpg123_format_none");
 }
 
 int mpg123_format(mpg123_handle* mh, long, int, int)
 {
-    const call entered(handles(), mh, "mpg123_format");
-    return entered ? MPG123_OK : MPG123_BAD_HANDLE;
+    return set_up(mh, "mpg123_format");
 }
 
 std::size_t mpg123_outblock(mpg123_handle* mh)

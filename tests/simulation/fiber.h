@@ -35,7 +35,7 @@ private:
     std::function<void()> body_;
     void* stack_ = nullptr;
     ucontext_t context_{};
-    void* fake_stack_ = nullptr; ///< AddressSanitizer's, while another one runs.
+    [[maybe_unused]] void* fake_stack_ = nullptr; ///< AddressSanitizer's, while another one runs.
     const void* known_stack_ = nullptr;
     std::size_t known_size_ = 0;
 };

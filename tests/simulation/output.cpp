@@ -73,7 +73,7 @@ void out123_del(out123_handle* ao)
 int out123_param(out123_handle* ao, int, long, double, const char*)
 {
     const call entered(handles(), ao, "out123_param");
-    return entered ? OUT123_OK : OUT123_ERR;
+    return entered && !entered.fails(OUT123_BAD_PARAM) ? OUT123_OK : OUT123_ERR;
 }
 
 int out123_open(out123_handle* ao, const char*, const char*)
