@@ -1,6 +1,7 @@
 #include "application.h"
 
 #include "callbacks.h"
+#include "invariants.h"
 #include "players.h"
 
 #include <stdexcept>
@@ -23,6 +24,16 @@ std::string path(int number)
 int number_of(unsigned slot)
 {
     return static_cast<int>(slot) + 1;
+}
+
+void query_status(const qz_audio_ptr& target)
+{
+    const player* const of = target ? observed().find(*target) : nullptr;
+    const std::size_t from = of == nullptr ? 0 : of->statuses.size() - 1;
+    const qz_audio_status result = qz_audio_get_playback_status(target);
+    if (of != nullptr) {
+        check_status_query(*of, from, result);
+    }
 }
 
 /// A callback does what it does so many times, or two players could keep each other busy for ever.
@@ -152,7 +163,7 @@ void application::call(unsigned index, unsigned table, const qz_audio_ptr& told)
     case operation::set_repeat:
         return static_cast<void>(qz_audio_set_repeat(target, what.argument != 0));
     case operation::get_status:
-        return static_cast<void>(qz_audio_get_playback_status(target));
+        return query_status(target);
     case operation::get_track:
         return static_cast<void>(qz_audio_get_current_track(target));
     case operation::get_error_string: {

@@ -84,15 +84,23 @@ bool is_legal(operation request, qz_audio_status from, qz_audio_status to)
 
 void status_change_is_legal(player& of, operation request)
 {
-    const qz_audio_status from = of.last_status;
+    const qz_audio_status from = of.statuses.back();
     const qz_audio_status to = of.told_status();
     if (!is_legal(request, from, to)) {
         fail("each status report is a legal transition", name_of(of) + ": from " + name_of(from) +
                                                              " to " + name_of(to) + " by " +
                                                              name_of(request));
     }
-    of.last_status = to;
+    of.statuses.push_back(to);
     of.halted = of.halted && to == qz_audio_status_playing;
+}
+
+void query_tells_a_status_of_its_time(const player& of, std::size_t from, qz_audio_status result)
+{
+    const auto begin = of.statuses.begin() + static_cast<std::ptrdiff_t>(from);
+    if (std::find(begin, of.statuses.end(), result) == of.statuses.end()) {
+        fail("a status query tells a status of its time", name_of(of) + ": " + name_of(result));
+    }
 }
 
 void ends_in_none(const player& of)
@@ -521,6 +529,11 @@ void check_task_ended(player& of, bool outermost)
         play_task_has_left(of);
         failure_is_reported(of);
     }
+}
+
+void check_status_query(const player& of, std::size_t from, qz_audio_status result)
+{
+    query_tells_a_status_of_its_time(of, from, result);
 }
 
 void check_block_read(player& of)

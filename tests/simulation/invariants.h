@@ -32,6 +32,9 @@ void check_task_begins(player& of, operation request);
 void check_task_ended(player& of, bool outermost);
 void check_exception(const thread& self, const std::string& what);
 
+/// A query has given `result`; `from` is where the player's statuses stood when it began.
+void check_status_query(const player& of, std::size_t from, qz_audio_status result);
+
 /// Between its blocks the play task asks for another task; `ran` is whether there was one.
 void check_block_read(player& of);
 void check_service(player& of, bool ran);

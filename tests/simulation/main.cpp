@@ -4,9 +4,11 @@
 
 #include <getopt.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -22,6 +24,7 @@ struct options {
     std::optional<std::uint64_t> schedule;
     std::string only;
     bool trace = false;
+    bool replays = false;
 };
 
 constexpr const char* usage =
@@ -46,12 +49,7 @@ std::uint64_t to_number(const char* text)
 
 enum option_code { first, seeds, jobs, schedule, only, replay, trace };
 
-struct request {
-    options set;
-    bool replays = false;
-};
-
-request parse(int argc, char** argv)
+options parse(int argc, char** argv)
 {
     static constexpr option known[] = {{"first", required_argument, nullptr, first},
                                        {"seeds", required_argument, nullptr, seeds},
@@ -61,28 +59,27 @@ request parse(int argc, char** argv)
                                        {"replay", no_argument, nullptr, replay},
                                        {"trace", no_argument, nullptr, trace},
                                        {nullptr, 0, nullptr, 0}};
-    request asked;
+    options asked;
     int code = 0;
     while ((code = getopt_long(argc, argv, "", known, nullptr)) != -1) {
         switch (code) {
         case first:
-            asked.set.seeds.first = to_number(optarg);
+            asked.seeds.first = to_number(optarg);
             break;
         case seeds:
-            asked.set.seeds.count = to_number(optarg);
+            asked.seeds.count = to_number(optarg);
             break;
         case jobs:
-            asked.set.processes =
-                static_cast<unsigned>(std::max<std::uint64_t>(1, to_number(optarg)));
+            asked.processes = static_cast<unsigned>(std::max<std::uint64_t>(1, to_number(optarg)));
             break;
         case schedule:
-            asked.set.schedule = to_number(optarg);
+            asked.schedule = to_number(optarg);
             break;
         case only:
-            asked.set.only = optarg;
+            asked.only = optarg;
             break;
         case trace:
-            asked.set.trace = true;
+            asked.trace = true;
             [[fallthrough]];
         case replay:
             asked.replays = true;
@@ -166,6 +163,6 @@ int run_campaign(const options& set)
 
 int main(int argc, char** argv)
 {
-    const request asked = parse(argc, argv);
-    return asked.replays ? replay_programme(asked.set) : run_campaign(asked.set);
+    const options set = parse(argc, argv);
+    return set.replays ? replay_programme(set) : run_campaign(set);
 }

@@ -42,10 +42,10 @@ struct player {
     _qz_audio* object;
     const thread* own_thread;
     _audio_data* record;
-    const boost::any* status; ///< Its property.
-    const boost::any* volume; ///< Its property.
-    qz_audio_status last_status = qz_audio_status_none;
-    bool halted = false;              ///< By a play while it played.
+    const boost::any* status;                                    ///< Its property.
+    const boost::any* volume;                                    ///< Its property.
+    std::vector<qz_audio_status> statuses{qz_audio_status_none}; ///< That it has had.
+    bool halted = false;                                         ///< By a play while it played.
     const char* owes_error = nullptr; ///< The call that has failed and is not reported yet.
     unsigned unserved_blocks = 0;     ///< Read since a task was asked for.
     unsigned idle_services = 0;       ///< Asked for a task in vain since a block was read.
