@@ -5,6 +5,7 @@ TRACK ?= $(firstword $(wildcard samples/*.mp3))
 TIDY ?= src tools
 SEEDS ?= 20000
 FIRST ?= 1
+MINUTES ?= 31
 
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
 setup = tools/setup/install-packages.sh
@@ -40,6 +41,12 @@ simulate: ## Runs SEEDS (20000) simulations of the player, from the seed FIRST (
 	@$(setup) build test
 	cmake --preset test && cmake --build --preset test -j $(JOBS) --target qz_simulate
 	build/bin/qz_simulate --first $(FIRST) --seeds $(SEEDS)
+
+.PHONY: soak
+soak: ## Keeps players busy for MINUTES (31) and checks that memory, threads and descriptors do not grow
+	@$(setup) build test
+	$(call build,test) --target qz_soak
+	build/bin/qz_soak $(MINUTES)
 
 .PHONY: coverage
 coverage: ## Prints the coverage of src/ by the tests
