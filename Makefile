@@ -6,6 +6,7 @@ TIDY ?= src tools
 SEEDS ?= 20000
 FIRST ?= 1
 MINUTES ?= 31
+SECONDS ?= 60
 
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
 setup = tools/setup/install-packages.sh
@@ -47,6 +48,12 @@ soak: ## Keeps players busy for MINUTES (31) and checks that memory, threads and
 	@$(setup) build test
 	$(call build,test) --target qz_soak
 	build/bin/qz_soak $(MINUTES)
+
+.PHONY: fuzz
+fuzz: ## Runs each fuzz harness for SECONDS (60)
+	@$(setup) build test check
+	$(call build,fuzz) --target track_fuzzer calls_fuzzer
+	tests/fuzz/run.sh build-fuzz $(SECONDS)
 
 .PHONY: coverage
 coverage: ## Prints the coverage of src/ by the tests

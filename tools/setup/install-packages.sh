@@ -8,7 +8,7 @@ set -eu
 
 build="g++ make cmake libboost-dev libmpg123-dev mpg123 libcli11-dev"
 test="libgtest-dev libgmock-dev lame sox pulseaudio pulseaudio-utils binutils procps"
-check="clang clang-format clang-tidy gcovr valgrind"
+check="clang libclang-rt-dev clang-format clang-tidy gcovr valgrind"
 model="spin gcc"
 bench="libbenchmark-dev"
 
