@@ -105,6 +105,10 @@ int play_entry::restart_output()
     if (!has_status(qz_audio_status_loaded) && !has_status(qz_audio_status_stopped)) {
         return 0;
     }
+    if (has_status(qz_audio_status_stopped) && adata_->decoder_failed) {
+        // libmpg123 1.31 may write beyond its own memory when it has failed, is rewound and decodes on.
+        restart_decoder(player_);
+    }
     if (start_output(*adata_) != 0) {
         adata_->error = out123_errcode(adata_->ao);
         adata_->status = qz_audio_status_none;
@@ -158,6 +162,7 @@ play_entry::next play_entry::decode()
     for (;;) {
         const int result = read_block();
         if (result != MPG123_OK && result != MPG123_DONE && result != MPG123_NEED_MORE) {
+            adata_->decoder_failed = true;
             call_on_error(handle_of(player_), result);
             return is_superseded() ? next::leave : next::wind_up;
         }

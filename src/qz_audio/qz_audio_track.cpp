@@ -26,6 +26,28 @@ void pin_format(_audio_data& adata)
     adata.pinned = true;
 }
 
+/// Opens the file of the current track in the decoder. Returns libmpg123's result.
+int open_file(_qz_audio* player, _audio_data& adata)
+{
+    std::string path;
+    insist([&] { path = player->get_current_track(); });
+    adata.decoder_failed = false;
+    return mpg123_open(adata.mh, path.c_str());
+}
+
+/// Finds out the track's format and holds the decoder to it. Returns libmpg123's result.
+int settle_format(_audio_data& adata)
+{
+    if (adata.pinned) {
+        lift_pin(adata);
+    }
+    const int result = mpg123_getformat(adata.mh, &adata.rate, &adata.channels, &adata.encoding);
+    if (result == 0) {
+        pin_format(adata);
+    }
+    return result;
+}
+
 /// The file cannot be opened: the handles are kept. A running play loop reports the error itself.
 int refuse_file(_qz_audio* player, _audio_data& adata)
 {
@@ -59,20 +81,14 @@ int do_set_audio_track(_qz_audio* player)
             return result;
         }
     }
-    std::string path;
-    insist([&] { path = player->get_current_track(); });
-    if (mpg123_open(adata->mh, path.c_str()) != 0) {
+    if (open_file(player, *adata) != 0) {
         return refuse_file(player, *adata);
     }
-    if (adata->pinned) {
-        lift_pin(*adata);
-    }
-    if (mpg123_getformat(adata->mh, &adata->rate, &adata->channels, &adata->encoding) != 0) {
+    if (settle_format(*adata) != 0) {
         adata->error = mpg123_errcode(adata->mh);
         fall_back_to_none(player, *adata);
         return adata->error;
     }
-    pin_format(*adata);
     if (start_output(*adata) != 0) {
         // The output's code goes to the caller only; what is reported is the error from before.
         const int code = out123_errcode(adata->ao);
@@ -83,4 +99,12 @@ int do_set_audio_track(_qz_audio* player)
     adata->status = qz_audio_status_loaded;
     change_status(handle_of(player), qz_audio_status_loaded);
     return 0;
+}
+
+void restart_decoder(_qz_audio* player)
+{
+    _audio_data* const adata = get_audio_data(player);
+    if (open_file(player, *adata) == 0) {
+        settle_format(*adata);
+    }
 }

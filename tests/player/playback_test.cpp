@@ -586,6 +586,38 @@ TEST_F(PlaybackTest, AnErrorOfTheFirstReadAfterAPauseLeavesItPaused)
     EXPECT_EQ(status(), paused);
 }
 
+TEST_F(PlaybackTest, OpensATrackAnewThatTheDecoderHasFailedOn)
+{
+    substitute::put_track("song", {{{MPG123_OK, "aaaa"}, {MPG123_ERR, ""}}});
+    play_with([] {});
+    ASSERT_EQ(status(), stopped);
+    EXPECT_EQ(library_calls().back(), "mpg123_seek(mh1, 0, 0)");
+
+    substitute::put_track("song", {{{MPG123_OK, "aaaa"}}});
+    for (const lines& opened : {lines{"mpg123_open(mh1, \"song\")"}, lines{}}) {
+        forget();
+        qz_audio_play(player);
+        platform::run_all();
+        EXPECT_EQ(calls_to("mpg123_open"), opened);
+        EXPECT_EQ(calls_to("mpg123_getformat").size(), opened.size());
+        EXPECT_EQ(status(), stopped);
+    }
+    EXPECT_EQ(substitute::played(), "aaaaaaaaaaaa");
+}
+
+TEST_F(PlaybackTest, ATrackThatCannotBeOpenedAnewFailsWhereItIsDecoded)
+{
+    observe(player);
+    substitute::put_track("song", {{{MPG123_OK, "aaaa"}, {MPG123_ERR, ""}}});
+    play_with([] {});
+    take_events();
+    answer("mpg123_open", MPG123_ERR);
+    answer("mpg123_read", MPG123_ERR);
+    qz_audio_play(player);
+    platform::run_all();
+    EXPECT_EQ(take_events(), (lines{"status loaded", "error -1", "error -1"}));
+}
+
 TEST_F(PlaybackTest, AnErrorInAnEntryThatANewerOneHasReplacedIsReportedOnce)
 {
     observe(player);
