@@ -96,17 +96,20 @@ class AllocationTest : public FailingAllocationTest,
 TEST_P(AllocationTest, FailsAndThePlayerGetsOverIt)
 {
     const auto& [asked, in] = GetParam();
-    for (unsigned number = 1; fail(asked, in, number); ++number) {
+    unsigned number = 1;
+    for (; fail(asked, in, number); ++number) {
         SCOPED_TRACE(number);
         EXPECT_TRUE(was_refused() == failed_at_once() || gets_over_it(asked));
         const bool destroyed = property<bool>("object-destroyed");
         EXPECT_EQ(destroyed, asked.name == "qz_audio_destroy" && !was_refused());
         check_at_rest();
         if (!destroyed) {
+            check_that_a_stop_is_answered();
             check_that_a_track_plays();
         }
         start_over();
     }
+    RecordProperty("failures", std::to_string(number - 1));
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, AllocationTest,
@@ -138,3 +141,23 @@ TEST_P(StopAllocationTest, FailsAndTheStopIsAnsweredOnceUnlessItWasRefused)
 
 INSTANTIATE_TEST_SUITE_P(In, StopAllocationTest, testing::ValuesIn(all_statuses()),
                          [](const auto& tested) { return status_name(tested.param); });
+
+/// The functions that take a handle, without one.
+class EmptyHandleAllocationTest : public PlatformTest,
+                                  public testing::WithParamInterface<exported_function>
+{
+};
+
+TEST_P(EmptyHandleAllocationTest, FailsAndNothingIsThrown)
+{
+    bool failed = true;
+    for (unsigned number = 1; failed; ++number) {
+        const failing_allocation failing(number);
+        EXPECT_NO_THROW(GetParam().call(nullptr)) << number;
+        failed = failing_allocation::has_failed();
+    }
+    EXPECT_FALSE(take_output().empty()) << "the warning of the last one";
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, EmptyHandleAllocationTest, testing::ValuesIn(functions_of_a_handle()),
+                         [](const auto& tested) { return tested.param.name; });

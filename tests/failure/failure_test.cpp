@@ -214,6 +214,16 @@ void FailureTest::check_at_rest()
     EXPECT_EQ(substitute::violations(), lines{});
 }
 
+void FailureTest::check_that_a_stop_is_answered()
+{
+    unsigned answers = 0;
+    qz_audio_stop(player, [&answers](const qz_audio_ptr&) { ++answers; });
+    platform::run_all();
+    EXPECT_EQ(answers, 1U);
+    EXPECT_NE(status(), qz_audio_status_playing);
+    EXPECT_NE(status(), qz_audio_status_paused);
+}
+
 void FailureTest::check_that_a_track_plays()
 {
     substitute::forget_plans();

@@ -70,6 +70,9 @@ protected:
     /// Whether nothing runs and the two statuses agree.
     void check_at_rest();
 
+    /// Whether a stop is answered.
+    void check_that_a_stop_is_answered();
+
     /// Whether a good track plays on a good output.
     void check_that_a_track_plays();
 

@@ -123,7 +123,9 @@ protected:
     void fail_each_call()
     {
         const lines good = make(asked(), in());
-        for (const auto& failing : possible_failures()) {
+        const auto failures = possible_failures();
+        RecordProperty("failures", std::to_string(failures.size()));
+        for (const auto& failing : failures) {
             SCOPED_TRACE(describe(failing));
             start_over();
             plan_texts(texts_);
