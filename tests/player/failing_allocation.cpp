@@ -59,7 +59,7 @@ void look_at(void* memory, std::size_t size)
 
 // Below the program's own stands a sanitizer's, or the C library's, in whose place valgrind puts its own.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-extern "C" void* __interceptor_malloc(std::size_t size);
+extern "C" void* __interceptor_malloc(std::size_t size) noexcept;
 constexpr auto& next_malloc = __interceptor_malloc;
 #else
 static void* next_malloc(std::size_t size)
@@ -71,8 +71,9 @@ static void* next_malloc(std::size_t size)
 }
 #endif
 
-// Called before a sanitizer has set itself up, when nothing may be instrumented.
-extern "C" __attribute__((no_sanitize("thread"))) void* malloc(std::size_t size) noexcept
+// Called before a sanitizer has set itself up, when nothing may be instrumented. The tail call leaves no
+// frame behind, so that the leak checker knows the dynamic linker's own memory by who asked for it.
+extern "C" __attribute__((no_sanitize("address", "thread"))) void* malloc(std::size_t size) noexcept
 {
     const bool fails = __atomic_load_n(&armed, __ATOMIC_RELAXED) != 0 && fails_now();
     return fails ? nullptr : next_malloc(size);
