@@ -8,6 +8,8 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,16 +18,21 @@ namespace
 
 int open_pipe(const std::string& file)
 {
-    mkfifo(file.c_str(), S_IRUSR | S_IWUSR);
-    // With a writer of our own, the pipe has no end when the device is closed and opened again.
-    return open(file.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    make_pipe(file);
+    // With both ends our own, the pipe has no end when the device is closed and opened again, and
+    // opening it waits for nobody.
+    const int descriptor = open(file.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), file);
+    }
+    return descriptor;
 }
 
 } // namespace
 
 sound_pipe::sound_pipe(const std::string& file, int capacity) : descriptor_(open_pipe(file))
 {
-    if (descriptor_ < 0 || fcntl(descriptor_, F_SETPIPE_SZ, capacity) < 0) {
+    if (fcntl(descriptor_, F_SETPIPE_SZ, capacity) < 0) {
         throw std::system_error(errno, std::generic_category(), file);
     }
 }
@@ -49,6 +56,12 @@ bool sound_pipe::listens_to(std::size_t bytes)
     return listens_until([&] { return heard_.size() >= wanted; });
 }
 
+bool sound_pipe::is_full() const
+{
+    pollfd room{descriptor_, POLLOUT, 0};
+    return poll(&room, 1, 0) == 0;
+}
+
 std::string sound_pipe::take()
 {
     while (reads_some()) {
@@ -65,4 +78,35 @@ bool sound_pipe::reads_some()
     }
     heard_.append(block.data(), static_cast<std::size_t>(size));
     return true;
+}
+
+track_pipe::track_pipe(const std::string& file) : descriptor_(open_pipe(file)) {}
+
+track_pipe::~track_pipe()
+{
+    close(descriptor_);
+}
+
+bool track_pipe::passes(const std::string& bytes)
+{
+    std::size_t passed = 0;
+    return comes_true([&] {
+        const ssize_t size = write(descriptor_, bytes.data() + passed, bytes.size() - passed);
+        passed += size > 0 ? static_cast<std::size_t>(size) : 0;
+        return passed == bytes.size() && is_empty();
+    });
+}
+
+bool track_pipe::is_empty() const
+{
+    int waiting = 0;
+    ioctl(descriptor_, FIONREAD, &waiting);
+    return waiting == 0;
+}
+
+void make_pipe(const std::string& file)
+{
+    if (mkfifo(file.c_str(), S_IRUSR | S_IWUSR) != 0 && errno != EEXIST) {
+        throw std::system_error(errno, std::generic_category(), file);
+    }
 }

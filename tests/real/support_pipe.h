@@ -1,5 +1,6 @@
 /// \file
-/// \brief An output that plays on only while the test listens.
+/// \brief An output that plays on only while the test listens, and a track that goes on only while the
+/// test writes.
 #pragma once
 
 #include <functional>
@@ -24,6 +25,9 @@ public:
     /// Listens to at least this many bytes more; returns whether they came.
     bool listens_to(std::size_t bytes);
 
+    /// Returns whether it takes nothing more until the test listens.
+    [[nodiscard]] bool is_full() const;
+
     /// Returns what was heard since the last call and what the pipe still holds. Nothing may be playing.
     std::string take();
 
@@ -33,3 +37,25 @@ private:
     int descriptor_;
     std::string heard_;
 };
+
+/// A pipe that a track comes through. It ends when this does.
+class track_pipe
+{
+public:
+    /// Makes the pipe under this name, unless it is there.
+    explicit track_pipe(const std::string& file);
+    ~track_pipe();
+
+    track_pipe(const track_pipe&) = delete;
+    track_pipe& operator=(const track_pipe&) = delete;
+
+    /// Writes as the player reads; returns whether all was read before patience ran out.
+    bool passes(const std::string& bytes);
+
+private:
+    [[nodiscard]] bool is_empty() const;
+
+    int descriptor_;
+};
+
+void make_pipe(const std::string& file);
