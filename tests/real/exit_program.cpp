@@ -2,6 +2,7 @@
 /// \brief Plays the track that its first argument names, and returns from main with status 7 when it gets
 /// SIGUSR1 after it has told the status that its second argument names.
 
+#include "statuses.h"
 #include "support_player.h"
 
 #include <csignal>
