@@ -2,6 +2,7 @@
 
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string_view>
 
 #include <dlfcn.h>
@@ -14,6 +15,7 @@ struct fault_state {
     alsa_fault fault;
     int calls = 0;
     int failures = 0;
+    std::set<void*> refusing; ///< Open devices that a call has failed for.
 };
 
 fault_state& state()
@@ -55,6 +57,18 @@ Result call(const char* function, Arguments... arguments)
     return failure ? *failure : pass_on<Result>(function, arguments...);
 }
 
+/// For a call without which the device is of no use.
+template <class... Arguments>
+int call_for(void* device, const char* function, Arguments... arguments)
+{
+    const int result = call<int>(function, device, arguments...);
+    if (result < 0) {
+        const std::lock_guard<std::mutex> lock(state().mutex);
+        state().refusing.insert(device);
+    }
+    return result;
+}
+
 /// For a call that has done its work nevertheless when it fails.
 int call_always(const char* function, void* device)
 {
@@ -76,8 +90,16 @@ void break_alsa(const alsa_fault& fault)
 
 void mend_alsa()
 {
-    const std::lock_guard<std::mutex> lock(state().mutex);
-    state().fault = {};
+    std::set<void*> lost;
+    {
+        const std::lock_guard<std::mutex> lock(state().mutex);
+        state().fault = {};
+        lost.swap(state().refusing);
+    }
+    // The module of libout123 opens a device and does not close it when it refuses the parameters.
+    for (void* const device : lost) {
+        pass_on<int>("snd_pcm_close", device);
+    }
 }
 
 int alsa_failures()
@@ -102,12 +124,12 @@ int snd_pcm_open(void** device, const char* name, int direction, int mode)
 
 int snd_pcm_hw_params(void* device, void* parameters)
 {
-    return call<int>("snd_pcm_hw_params", device, parameters);
+    return call_for(device, "snd_pcm_hw_params", parameters);
 }
 
 int snd_pcm_prepare(void* device)
 {
-    return call<int>("snd_pcm_prepare", device);
+    return call_for(device, "snd_pcm_prepare");
 }
 
 long snd_pcm_writei(void* device, const void* samples, unsigned long frames)
@@ -122,6 +144,10 @@ int snd_pcm_drop(void* device)
 
 int snd_pcm_close(void* device)
 {
+    {
+        const std::lock_guard<std::mutex> lock(state().mutex);
+        state().refusing.erase(device);
+    }
     return call_always("snd_pcm_close", device);
 }
 }

@@ -18,7 +18,7 @@ constexpr int for_ever = 1'000'000;
 /// From now on the calls of one function fail so. No player may be doing anything meanwhile.
 void break_alsa(const alsa_fault& fault);
 
-/// Lets no more calls fail.
+/// Lets no more calls fail. No player may have a device open that a call has failed for.
 void mend_alsa();
 
 /// How many calls have failed since the last `break_alsa`.
