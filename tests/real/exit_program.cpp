@@ -14,7 +14,7 @@ int main(int, char** arguments)
     sigset_t awaited{};
     sigemptyset(&awaited);
     sigaddset(&awaited, SIGUSR1);
-    sigprocmask(SIG_BLOCK, &awaited, nullptr);
+    pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
 
     const qz_audio_ptr player = qz_audio_new();
     const std::string word = arguments[2];

@@ -44,11 +44,12 @@ std::string make_socket(const fs::path& folder)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    const std::string file = folder / "socket";
+    std::string file = folder / "socket";
     file.copy(std::begin(address.sun_path), sizeof(address.sun_path) - 1);
     const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): that is how addresses are given.
-    bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    const auto* const named = reinterpret_cast<const sockaddr*>(&address);
+    EXPECT_EQ(bind(descriptor, named, sizeof(address)), 0);
     close(descriptor);
     return file;
 }
