@@ -10,8 +10,8 @@
 /// of this library is held while a task, a tick, a completion or the destructor of a closure runs,
 /// so each of these may call any function here.
 ///
-/// Handles must not be empty. A service's thread has the signal mask of the thread that made it; the
-/// system service's that of the thread that made the first service.
+/// Handles must not be empty. A service's thread has the signal mask of the thread that made it, with
+/// SIGPIPE blocked; the system service's that of the thread that made the first service.
 ///
 /// Errors. `std::bad_alloc` reaches the caller where memory runs out, and nothing has been done
 /// then. What else can be thrown stands at the function.

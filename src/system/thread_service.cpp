@@ -5,6 +5,7 @@
 
 #include <boost/smart_ptr/make_shared.hpp>
 
+#include <csignal>
 #include <cstddef>
 #include <utility>
 
@@ -15,11 +16,22 @@ namespace
 // instrumented builds take more.
 constexpr std::size_t stack_size = std::size_t{1} << 20U;
 
+/// A sound driver that writes to a pipe or a socket without a reader gets an error, and not a signal that
+/// ends the process.
+void block_broken_pipe_signal()
+{
+    sigset_t broken_pipe{};
+    sigemptyset(&broken_pipe);
+    sigaddset(&broken_pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &broken_pipe, nullptr);
+}
+
 } // namespace
 
 _qz_thread_service::_qz_thread_service(const std::string& name)
     : queue_(std::make_shared<task_queue>())
 {
+    queue_->post(block_broken_pipe_signal);
     start_worker(name, queue_, stack_size);
 }
 

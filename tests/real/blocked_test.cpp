@@ -4,6 +4,7 @@
 #include "support_pipe.h"
 #include "support_player.h"
 
+#include "event.h"
 #include "process.h"
 #include "program.h"
 #include "wav_file.h"
@@ -52,7 +53,7 @@ public:
     [[nodiscard]] std::string last_word() const override { return "playing"; }
     bool holds() override
     {
-        return comes_true([this] { return pipe_.is_full(); });
+        return wait_until([this] { return pipe_.is_full(); });
     }
     bool lets_go_until(const std::function<bool()>& enough) override
     {
@@ -85,7 +86,7 @@ private:
 /// Ends the track whenever the player opens it; returns whether `enough` comes true.
 bool ends_until(const std::string& file, const std::function<bool()>& enough)
 {
-    return comes_true([&] {
+    return wait_until([&] {
         const track_pipe ended(file);
         return enough();
     });

@@ -3,6 +3,7 @@
 #include "support_pipe.h"
 #include "support_player.h"
 
+#include "event.h"
 #include "program.h"
 #include "wav_file.h"
 
@@ -35,7 +36,7 @@ protected:
         qz_audio_set_audio_track(player.handle(), track);
         qz_audio_play(player.handle());
         ASSERT_TRUE(player.waits_for("playing"));
-        ASSERT_TRUE(comes_true([this] { return pipe.is_full(); }));
+        ASSERT_TRUE(wait_until([this] { return pipe.is_full(); }));
     }
 
     /// Listens to what is left of the track.

@@ -2,6 +2,7 @@
 #include "support_decoder.h"
 #include "support_pulse.h"
 
+#include "event.h"
 #include "process.h"
 #include "program.h"
 #include "wav_file.h"
@@ -44,7 +45,7 @@ protected:
     void expect_track_goes_on()
     {
         heard.emplace(*server, path("heard-further"));
-        EXPECT_TRUE(comes_true([this] { return heard->ends_audible(); }));
+        EXPECT_TRUE(wait_until([this] { return heard->ends_audible(); }));
         stop();
     }
 
@@ -53,7 +54,7 @@ protected:
     {
         heard.emplace(*server, path("heard-good"));
         EXPECT_TRUE(player->plays(make_tone("500", "1.5")));
-        EXPECT_TRUE(comes_true([this] { return heard->ends_silent(); }));
+        EXPECT_TRUE(wait_until([this] { return heard->ends_silent(); }));
         EXPECT_GT(heard->audible_seconds(), 1.0);
     }
 
@@ -180,7 +181,7 @@ TEST_F(pulse_failure, a_server_that_halts_lets_the_process_exit)
     program process({program_folder() / "real_exit_program", make_tone("400", "60"), "playing"},
                     {});
     ASSERT_TRUE(process.wait_for_output([](const std::string& output) { return !output.empty(); }));
-    ASSERT_TRUE(comes_true([this] { return heard->ends_audible(); }));
+    ASSERT_TRUE(wait_until([this] { return heard->ends_audible(); }));
     server->halt();
     process.send(SIGUSR1);
     EXPECT_EQ(process.wait_for_exit(), 7);

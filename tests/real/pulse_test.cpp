@@ -1,5 +1,7 @@
 #include "support_pulse.h"
 
+#include "event.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -78,7 +80,7 @@ TEST_F(pulse, plays_a_track_at_its_length_and_pitch)
 {
     EXPECT_TRUE(player->plays(make_tone("400", "1.5")));
     EXPECT_THAT(player->end(), ElementsAre("opened", "loaded", "playing", "stopped", "none"));
-    ASSERT_TRUE(comes_true([&] { return heard->ends_silent(); }));
+    ASSERT_TRUE(wait_until([&] { return heard->ends_silent(); }));
     EXPECT_GT(heard->audible_seconds(), 1.0);
     EXPECT_LT(heard->audible_seconds(), 2.0);
     EXPECT_NEAR(pitch_of(heard->samples()), 400, 10);

@@ -90,7 +90,7 @@ track_pipe::~track_pipe()
 bool track_pipe::passes(const std::string& bytes)
 {
     std::size_t passed = 0;
-    return comes_true([&] {
+    return wait_until([&] {
         const ssize_t size = write(descriptor_, bytes.data() + passed, bytes.size() - passed);
         passed += size > 0 ? static_cast<std::size_t>(size) : 0;
         return passed == bytes.size() && is_empty();

@@ -1,5 +1,6 @@
 #include "support_pulse.h"
 
+#include "event.h"
 #include "wav_file.h"
 
 #include <algorithm>
@@ -30,7 +31,7 @@ bool ends_with(const std::vector<double>& levels, Predicate is_wanted)
 recording::recording(const sound_server& server, const std::string& file)
     : file_(file), recorder_(recorder_into(file), server.client_settings())
 {
-    EXPECT_TRUE(comes_true([&] { return !samples().empty(); })) << "nothing is recorded";
+    EXPECT_TRUE(wait_until([&] { return !samples().empty(); })) << "nothing is recorded";
 }
 
 std::string recording::samples() const
@@ -91,7 +92,7 @@ void pulse_test::play(const std::string& track)
 {
     qz_audio_set_audio_track(player->handle(), track);
     qz_audio_play(player->handle());
-    ASSERT_TRUE(comes_true([&] { return heard->ends_audible(); }));
+    ASSERT_TRUE(wait_until([&] { return heard->ends_audible(); }));
 }
 
 void pulse_test::stop()

@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <string>
 #include <system_error>
@@ -55,6 +56,19 @@ TEST_F(ThreadTest, OfTheSystemServiceHasAStackOfEightMebibytes)
     std::size_t size = 0;
     run_on_system([&size] { size = stack_size_of_this_thread(); });
     EXPECT_EQ(size, 8U << 20U);
+}
+
+TEST_F(ThreadTest, BlocksTheSignalOfABrokenPipeAndNoOther)
+{
+    sigset_t blocked{};
+    sigset_t blocked_here{};
+    run(service, [&blocked] { pthread_sigmask(SIG_SETMASK, nullptr, &blocked); });
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked_here);
+    for (int signal = 1; signal < SIGRTMIN; ++signal) {
+        const bool expected = signal == SIGPIPE || sigismember(&blocked_here, signal) == 1;
+        EXPECT_EQ(sigismember(&blocked, signal) == 1, expected) << signal;
+    }
+    ASSERT_EQ(sigismember(&blocked_here, SIGPIPE), 0);
 }
 
 TEST_F(ThreadTest, IsOneForEachService)
