@@ -217,6 +217,7 @@ int mpg123_read(mpg123_handle* mh, void* outmemory, std::size_t outmemsize, std:
     check_decoder_volume(*calling_player(), mh->volume);
     entered.block();
     const int result = entered.fails(MPG123_ERR) ? MPG123_ERR : read(*mh, outmemsize, *done);
+    check_decoded(*calling_player(), result);
     if (result != MPG123_OK) {
         note_failure(is_decode_error(result) ? "mpg123_read" : nullptr, result);
     }
@@ -229,6 +230,7 @@ off_t mpg123_seek(mpg123_handle* mh, off_t, int)
     check_seek(static_cast<bool>(entered));
     if (entered.fails(MPG123_NO_SEEK)) {
         note_failure(nullptr, MPG123_ERR);
+        check_decoded(*calling_player(), MPG123_ERR);
         return MPG123_ERR;
     }
     mh->next_block = 0;
@@ -243,6 +245,9 @@ int mpg123_volume(mpg123_handle* mh, double vol)
     }
     player* const caller = calling_player();
     const bool asked = caller != nullptr && was_asked_for(*caller);
+    if (asked) {
+        check_volume_change(*caller);
+    }
     if (entered.fails(MPG123_BAD_PARAM)) {
         note_failure(asked ? "mpg123_volume" : nullptr, MPG123_ERR);
         mh->volume.reset();

@@ -82,6 +82,21 @@ bool is_legal(operation request, qz_audio_status from, qz_audio_status to)
     }
 }
 
+void repeating_track_goes_on(const player& of, operation request)
+{
+    if (request == operation::play && of.told_status() == qz_audio_status_stopped &&
+        of.last_decode == MPG123_DONE && of.record->repeat) {
+        fail("a repeating track goes on at its end", name_of(of));
+    }
+}
+
+void other_track_ends(const player& of)
+{
+    if (of.last_decode == MPG123_DONE && !of.record->repeat) {
+        fail("a track that does not repeat ends at its end", name_of(of));
+    }
+}
+
 void status_change_is_legal(player& of, operation request)
 {
     const qz_audio_status from = of.statuses.back();
@@ -100,6 +115,14 @@ void query_tells_a_status_of_its_time(const player& of, std::size_t from, qz_aud
     const auto begin = of.statuses.begin() + static_cast<std::ptrdiff_t>(from);
     if (std::find(begin, of.statuses.end(), result) == of.statuses.end()) {
         fail("a status query tells a status of its time", name_of(of) + ": " + name_of(result));
+    }
+}
+
+void has_no_handles_in_none(const player& of)
+{
+    const _audio_data& record = *of.record;
+    if (record.status == qz_audio_status_none && (record.mh != nullptr || record.ao != nullptr)) {
+        fail("a player in none holds no decoder and no output", name_of(of));
     }
 }
 
@@ -123,6 +146,14 @@ void decodes_when_nothing_waits(const player& of)
     if (of.idle_services > 1) {
         fail("a playing player keeps decoding",
              name_of(of) + " looks for tasks again without a block in between");
+    }
+}
+
+void play_has_decoded(const player& of)
+{
+    if (of.owes_block) {
+        fail("a play decodes, unless the player is opened or plays, or an error is told",
+             name_of(of));
     }
 }
 
@@ -171,6 +202,13 @@ void one_fade_at_most(const thread& own_thread, std::size_t count)
     if (count > 1) {
         fail("a player has one fade at most",
              own_thread.name + " has " + std::to_string(count) + " intervals");
+    }
+}
+
+void no_volume_is_set_in_an_error(const player& of)
+{
+    if (of.record->error != 0) {
+        fail("no volume is set while an error is held", name_of(of));
     }
 }
 
@@ -423,6 +461,20 @@ void decoder_has_recorded_volume(const player& of, const std::optional<double>& 
     }
 }
 
+void sound_goes_to_a_started_output(bool started, std::size_t bytes)
+{
+    if (!started && bytes != 0) {
+        fail("sound is played on an output that was started", std::to_string(bytes) + " bytes");
+    }
+}
+
+void stop_drops_what_is_buffered(std::size_t buffered)
+{
+    if (buffered != 0) {
+        fail("a stop drops what the output buffers", std::to_string(buffered) + " bytes");
+    }
+}
+
 // Ends
 
 void memory_is_freed(long left)
@@ -464,6 +516,7 @@ void check_after_step()
     for (const player& each : observed().players) {
         if (is_at_rest(each)) {
             status_agrees_with_record(each);
+            has_no_handles_in_none(each);
             every_volume_is_reported(each);
         }
     }
@@ -490,12 +543,14 @@ void check_report(thread& self, bool condition, const std::string& expression,
     const bool is_write = starts_with(expression, "qz_property_set");
     if (message == "status" && is_write) {
         status_change_is_legal(*of, request_of(self));
+        repeating_track_goes_on(*of, request_of(self));
         note_report(*of, report_kind::status, "on_status_changed", of->told_status());
     } else if (message == "audio_volume" && is_write) {
         note_report(*of, report_kind::volume, "on_volume_change", of->told_volume());
         of->owes_volume = false;
     } else if (message == "on_error" && starts_with(expression, "qz_property_get_extract")) {
         of->owes_error = nullptr;
+        of->owes_block = false;
         note_report(*of, report_kind::error, "on_error", std::nullopt);
     } else if (is_write && of != nullptr && expression.find(",nullptr)") != std::string::npos) {
         of->cleared_callbacks += message == "audio_data" ? 0U : 1U;
@@ -511,8 +566,11 @@ void check_task_begins(player& of, operation request)
 {
     of.unserved_blocks = 0;
     of.idle_services = 0;
-    if (request == operation::play && of.record->status == qz_audio_status_playing) {
-        of.halted = true;
+    of.last_decode = request == operation::play ? MPG123_OK : of.last_decode;
+    if (request == operation::play) {
+        const qz_audio_status status = of.record->status;
+        of.halted = of.halted || status == qz_audio_status_playing;
+        of.owes_block = status != qz_audio_status_playing && status != qz_audio_status_opened;
     }
 }
 
@@ -522,10 +580,12 @@ void check_task_ended(player& of, bool outermost)
         return;
     }
     status_agrees_with_record(of);
+    has_no_handles_in_none(of);
     every_volume_is_reported(of);
     applied_volume_was_told(of);
     if (outermost) {
         keeps_decoding(of);
+        play_has_decoded(of);
         play_task_has_left(of);
         failure_is_reported(of);
     }
@@ -539,9 +599,16 @@ void check_status_query(const player& of, std::size_t from, qz_audio_status resu
 void check_block_read(player& of)
 {
     ++of.unserved_blocks;
+    of.owes_block = false;
     of.idle_services = 0;
     serves_between_blocks(of);
     decodes_nothing_while_halted(of);
+    other_track_ends(of);
+}
+
+void check_decoded(player& of, int result)
+{
+    of.last_decode = result;
 }
 
 void check_service(player& of, bool ran)
@@ -592,6 +659,21 @@ void check_block_memory(std::size_t available, std::size_t wanted)
 void check_seek(bool has_decoder)
 {
     seeks_with_a_decoder(has_decoder);
+}
+
+void check_volume_change(const player& of)
+{
+    no_volume_is_set_in_an_error(of);
+}
+
+void check_played(bool started, std::size_t bytes)
+{
+    sound_goes_to_a_started_output(started, bytes);
+}
+
+void check_output_stopped(std::size_t buffered)
+{
+    stop_drops_what_is_buffered(buffered);
 }
 
 void check_exception(const thread& self, const std::string& what)

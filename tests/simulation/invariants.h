@@ -37,6 +37,7 @@ void check_status_query(const player& of, std::size_t from, qz_audio_status resu
 
 /// Between its blocks the play task asks for another task; `ran` is whether there was one.
 void check_block_read(player& of);
+void check_decoded(player& of, int result);
 void check_service(player& of, bool ran);
 
 /// A player has so many intervals.
@@ -57,6 +58,13 @@ void check_decoder_volume(const player& of, const std::optional<double>& volume)
 void check_block_memory(std::size_t available, std::size_t wanted);
 
 void check_seek(bool has_decoder);
+
+/// The application or a fade changes the decoder's volume.
+void check_volume_change(const player& of);
+
+/// So many bytes are played on an output, or it is stopped with so many in it.
+void check_played(bool started, std::size_t bytes);
+void check_output_stopped(std::size_t buffered);
 
 /// A task is handed to the system service.
 void check_post(thread& self);

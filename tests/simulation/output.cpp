@@ -7,6 +7,8 @@
 
 // NOLINTNEXTLINE(readability-identifier-naming): the library's name for it.
 struct out123_struct : simulation::sound_handle {
+    bool started = false;
+    std::size_t buffered = 0;
 };
 
 namespace simulation
@@ -96,7 +98,9 @@ int out123_start(out123_handle* ao, long, int, int)
         return OUT123_ERR;
     }
     entered.block();
-    if (entered.fails(OUT123_DEV_PLAY)) {
+    ao->started = !entered.fails(OUT123_DEV_PLAY);
+    ao->buffered = 0;
+    if (!ao->started) {
         note_failure("out123_start", OUT123_DEV_PLAY);
         return OUT123_ERR;
     }
@@ -125,9 +129,14 @@ void out123_pause(out123_handle* ao)
 std::size_t out123_play(out123_handle* ao, void*, std::size_t bytes)
 {
     const call entered(handles(), ao, "out123_play");
-    if (!entered || entered.fails(OUT123_DEV_PLAY)) {
+    if (!entered) {
         return 0;
     }
+    check_played(ao->started, bytes);
+    if (entered.fails(OUT123_DEV_PLAY)) {
+        return 0;
+    }
+    ao->buffered += bytes;
     entered.block();
     call::wait(bytes == 0 ? 0 : neighbours().pace());
     return bytes;
@@ -137,6 +146,7 @@ void out123_drop(out123_handle* ao)
 {
     const call entered(handles(), ao, "out123_drop");
     if (entered) {
+        ao->buffered = 0;
         entered.block();
     }
 }
@@ -145,6 +155,8 @@ void out123_stop(out123_handle* ao)
 {
     const call entered(handles(), ao, "out123_stop");
     if (entered) {
+        check_output_stopped(ao->buffered);
+        ao->started = false;
         entered.block();
     }
 }
