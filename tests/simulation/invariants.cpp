@@ -584,10 +584,10 @@ void check_task_ended(player& of, bool outermost)
     every_volume_is_reported(of);
     applied_volume_was_told(of);
     if (outermost) {
+        failure_is_reported(of);
         keeps_decoding(of);
         play_has_decoded(of);
         play_task_has_left(of);
-        failure_is_reported(of);
     }
 }
 
