@@ -135,6 +135,7 @@ mpg123_handle* mpg123_new(const char*, int* error)
 {
     enter_library("mpg123_new");
     player& caller = *calling_player();
+    check_decoded(caller, MPG123_OK); // what the former decoder gave no longer counts
     if (neighbours().fails("mpg123_new", caller.number)) {
         if (caller.record->mh != nullptr) {
             caller.record->mh->replaced = true;
