@@ -55,6 +55,13 @@ fuzz: ## Runs each fuzz harness for SECONDS (60)
 	$(call build,fuzz) --target track_fuzzer calls_fuzzer
 	tests/fuzz/run.sh build-fuzz $(SECONDS)
 
+.PHONY: full
+full: ## Runs the gates that take long, about an hour
+	$(MAKE) valgrind
+	$(MAKE) simulate SEEDS=1000000
+	$(MAKE) fuzz SECONDS=600
+	$(MAKE) soak MINUTES=31
+
 .PHONY: coverage
 coverage: ## Prints the coverage of src/ by the tests
 	@$(setup) build test check
