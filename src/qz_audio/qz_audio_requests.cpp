@@ -60,7 +60,10 @@ bool _qz_audio::set_repeat(bool b)
 {
     post(
         this, [b](_qz_audio* player) { get_audio_data(player)->repeat = b; }, __FILE__, __LINE__);
-    const std::lock_guard<std::mutex> lock(property_mutex);
-    QZ_AUDIO_CHECK("repeat", qz_property_set<bool>(property_list,"repeat",b));
+    // The request is posted: what tells of it must not be missing.
+    insist([&] {
+        const std::lock_guard<std::mutex> lock(property_mutex);
+        QZ_AUDIO_CHECK("repeat", qz_property_set<bool>(property_list,"repeat",b));
+    });
     return true;
 }

@@ -22,8 +22,9 @@ bool is_function(const request& asked)
 /// Whether memory may lack inside the request without a word to the caller.
 bool gets_over_it(const request& asked)
 {
-    const bool takes_property_lock = asked.name == "qz_audio_get_last_error_string"; // and insists
-    return takes_property_lock || !is_function(asked);
+    const bool insists =
+        asked.name == "qz_audio_get_last_error_string" || asked.name == "qz_audio_set_repeat";
+    return insists || !is_function(asked);
 }
 
 void make_and_destroy(const qz_audio_ptr&, bool)

@@ -2,6 +2,7 @@
 #include "player_test.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace
 {
@@ -616,6 +617,38 @@ TEST_F(PlaybackTest, ATrackThatCannotBeOpenedAnewFailsWhereItIsDecoded)
     qz_audio_play(player);
     platform::run_all();
     EXPECT_EQ(take_events(), (lines{"status loaded", "error -1", "error -1"}));
+}
+
+TEST_F(PlaybackTest, AnExceptionStopsThePlayThatItEnds)
+{
+    observe(player);
+    bring_to(loaded);
+    take_events();
+    at_call("qz_system_service_exec", [] { throw std::runtime_error("refused"); });
+    qz_audio_play(player);
+    platform::run_all();
+    EXPECT_EQ(take_escaped_exceptions(), lines{"refused"});
+    EXPECT_EQ(take_events(), lines{"status stopped"});
+    EXPECT_FALSE(record().in_play);
+
+    qz_audio_play(player);
+    platform::run_all();
+    EXPECT_EQ(take_events(), (lines{"status loaded", "status playing", "status stopped"}));
+}
+
+TEST_F(PlaybackTest, AnOutputThatDoesNotStartIsReleasedAlsoWhereItsReportFails)
+{
+    observe(player);
+    bring_to(loaded);
+    take_events();
+    answer("out123_start", OUT123_ERR);
+    at_call("qz_system_service_exec", [] { throw std::runtime_error("refused"); });
+    qz_audio_play(player);
+    platform::run_all();
+    EXPECT_EQ(take_escaped_exceptions(), lines{"refused"});
+    EXPECT_EQ(record().mh, nullptr);
+    EXPECT_EQ(record().ao, nullptr);
+    EXPECT_EQ(status(), qz_audio_status_none);
 }
 
 TEST_F(PlaybackTest, AnErrorInAnEntryThatANewerOneHasReplacedIsReportedOnce)
