@@ -56,7 +56,7 @@ fuzz: ## Runs each fuzz harness for SECONDS (60)
 	tests/fuzz/run.sh build-fuzz $(SECONDS)
 
 .PHONY: full
-full: ## Runs the gates that take long, about an hour
+full: ## Runs the gates that take long, more than an hour
 	$(MAKE) valgrind
 	$(MAKE) simulate SEEDS=1000000
 	$(MAKE) fuzz SECONDS=600

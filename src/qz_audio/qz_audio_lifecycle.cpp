@@ -176,13 +176,29 @@ void post_last_stop(_qz_audio* player)
         __FILE__, __LINE__);
 }
 
-/// Lets a destroy that ran out of memory be asked again.
+/// Lets a destroy that ran out of memory be asked again. Needs none itself.
 void unmark_destroyed(_qz_audio& player)
 {
-    insist([&] {
-        const std::lock_guard<std::mutex> lock(player.property_mutex);
-        qz_property_set<bool>(player.property_list, "object-destroyed", false);
-    });
+    const std::lock_guard<std::mutex> lock(player.property_mutex);
+    for (auto& [name, value] : player.property_list) {
+        if (bool* const destroyed = boost::any_cast<bool>(&value);
+            destroyed != nullptr && name == "object-destroyed") {
+            *destroyed = false;
+        }
+    }
+}
+
+/// Frees the record and what it still has; does nothing when that is done.
+void release_record(std::unique_ptr<_audio_data>& adata)
+{
+    if (adata == nullptr) {
+        return;
+    }
+    std::free(std::exchange(adata->buffer, nullptr));
+    if (adata->mh != nullptr || adata->ao != nullptr) {
+        release_handles(adata->mh, adata->ao);
+    }
+    adata.reset();
 }
 
 } // namespace
@@ -221,20 +237,15 @@ _qz_audio::_qz_audio() : thread_service(qz_thread_service_new("audio"))
 
 _qz_audio::~_qz_audio()
 {
-    _audio_data* const adata = get_audio_data(this);
-    {
+    std::unique_ptr<_audio_data> adata(get_audio_data(this));
+    const bool is_stored = adata != nullptr;
+    insist([&] {
         const qz_property_guard lock(*this, __FILE__, __LINE__);
-        if (adata != nullptr) {
-            std::free(std::exchange(adata->buffer, nullptr));
-            if (adata->mh != nullptr || adata->ao != nullptr) {
-                release_handles(adata->mh, adata->ao);
-            }
-            delete adata;
-            insist([&] { // nobody else can want the lock
-                QZ_AUDIO_CHECK("audio_data", qz_property_set<_audio_data*>(property_list,"audio_data",nullptr));
-            });
+        release_record(adata);
+        if (is_stored) {
+            QZ_AUDIO_CHECK("audio_data", qz_property_set<_audio_data*>(property_list,"audio_data",nullptr));
         }
-    }
+    });
     qz_object_ref_decrement(tag);
 }
 

@@ -40,6 +40,7 @@ private:
     outcome run();
     int open_and_load();
     int restart_output();
+    void restart_rewound_decoder();
     void report_and_release();
     void prepare_block();
     void apply_volume();
@@ -105,10 +106,7 @@ int play_entry::restart_output()
     if (!has_status(qz_audio_status_loaded) && !has_status(qz_audio_status_stopped)) {
         return 0;
     }
-    if (has_status(qz_audio_status_stopped) && adata_->decoder_failed) {
-        // libmpg123 1.31 may write beyond its own memory when it has failed, is rewound and decodes on.
-        restart_decoder(player_);
-    }
+    restart_rewound_decoder();
     if (start_output(*adata_) != 0) {
         adata_->error = out123_errcode(adata_->ao);
         adata_->status = qz_audio_status_none;
@@ -120,6 +118,14 @@ int play_entry::restart_output()
         change_status(handle_of(player_), qz_audio_status_loaded);
     }
     return 0;
+}
+
+/// libmpg123 1.31 may write beyond its own memory when it has failed, is rewound and decodes on.
+void play_entry::restart_rewound_decoder()
+{
+    if (adata_->rewound_after_failure) {
+        restart_decoder(player_);
+    }
 }
 
 /// Releases the handles also where the reports fail: without them nothing is open.
@@ -226,7 +232,12 @@ play_entry::next play_entry::rewind()
     if (is_superseded()) {
         return next::leave;
     }
-    return adata_->error == 0 ? next::read : next::wind_up;
+    if (adata_->error != 0) {
+        return next::wind_up;
+    }
+    adata_->rewound_after_failure = adata_->decoder_failed;
+    restart_rewound_decoder();
+    return next::read;
 }
 
 outcome play_entry::wind_up()
@@ -246,6 +257,7 @@ void drop_and_rewind(_audio_data& adata)
     // A failed second open leaves no decoder behind, and seeking without one crashes.
     if (adata.mh != nullptr) {
         mpg123_seek(adata.mh, 0, SEEK_SET);
+        adata.rewound_after_failure = adata.decoder_failed;
     }
 }
 

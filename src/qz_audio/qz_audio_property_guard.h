@@ -2,17 +2,19 @@
 /// \brief Holding an object's property lock for a scope.
 #pragma once
 
-#include "qz_audio/qz_audio_insist.h"
 #include "system/qz_system.h"
 
+#include <string>
+#include <utility>
+
 /// Takes `object`'s property lock and releases it at the end of the scope. `file` and `line` are the
-/// source position of the guard. Insists where memory is short.
+/// source position of the guard.
 class qz_property_guard
 {
 public:
-    qz_property_guard(_qz_object& object, const char* file, int line) : object_(object)
+    qz_property_guard(_qz_object& object, std::string file, int line) : object_(object)
     {
-        insist([&] { object.property_lock(file, line); });
+        object_.property_lock(std::move(file), line);
     }
     ~qz_property_guard() { object_.property_unlock(); }
     qz_property_guard(const qz_property_guard&) = delete;

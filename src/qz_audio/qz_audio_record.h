@@ -36,7 +36,8 @@ public:
     bool in_play = false;            ///< The play task runs.
     qz_audio_status status = qz_audio_status_none; ///< The engine's own copy.
 
-    bool decoder_failed = false; ///< It has failed since it has opened the track.
+    bool decoder_failed = false;        ///< A read of the open track has failed.
+    bool rewound_after_failure = false; ///< The track was rewound since.
     bool pinned = false; ///< This decoder's output format was narrowed to that of an earlier track.
 };
 

@@ -32,6 +32,7 @@ int open_file(_qz_audio* player, _audio_data& adata)
     std::string path;
     insist([&] { path = player->get_current_track(); });
     adata.decoder_failed = false;
+    adata.rewound_after_failure = false;
     return mpg123_open(adata.mh, path.c_str());
 }
 

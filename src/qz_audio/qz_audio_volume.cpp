@@ -1,4 +1,5 @@
 #include "qz_audio/qz_audio_check.h"
+#include "qz_audio/qz_audio_insist.h"
 #include "qz_audio/qz_audio_notifications.h"
 #include "qz_audio/qz_audio_property.h"
 #include "qz_audio/qz_audio_property_guard.h"
@@ -62,22 +63,32 @@ bool reaches_decoder(direction way, const _audio_data& adata)
     return adata.mh != nullptr && (way == direction::down || adata.in_play);
 }
 
+/// Takes the decoder and the record to the next volume, or the record to the decoder's error.
+void apply_step(_audio_data& adata, direction way, int target, int step)
+{
+    const int next = next_volume(way, adata.volume, step, target);
+    if (reaches_decoder(way, adata)) {
+        adata.error = mpg123_volume(adata.mh, next / 100.0);
+    }
+    if (adata.error == 0) {
+        adata.volume = next;
+    }
+}
+
 /// Player's thread: one step of a fade. Returns whether the fade goes on.
 bool fade(_qz_audio* player, direction way, int target, int step)
 {
     _audio_data* const adata = get_audio_data(player);
-    {
+    bool goes_on = false;
+    insist([&] {
         const qz_property_guard lock(*player, __FILE__, __LINE__);
-        if (adata->error != 0 || has_reached(way, adata->volume, target)) {
-            return false;
+        goes_on = adata->error == 0 && !has_reached(way, adata->volume, target);
+        if (goes_on) {
+            apply_step(*adata, way, target, step);
         }
-        const int next = next_volume(way, adata->volume, step, target);
-        if (reaches_decoder(way, *adata)) {
-            adata->error = mpg123_volume(adata->mh, next / 100.0);
-        }
-        if (adata->error == 0) {
-            adata->volume = next;
-        }
+    });
+    if (!goes_on) {
+        return false;
     }
     if (adata->error != 0) {
         call_on_error(handle_of(player), adata->error);

@@ -22,8 +22,7 @@ bool is_function(const request& asked)
 /// Whether memory may lack inside the request without a word to the caller.
 bool gets_over_it(const request& asked)
 {
-    const bool insists =
-        asked.name == "qz_audio_get_last_error_string" || asked.name == "qz_audio_set_repeat";
+    const bool insists = asked.name == "qz_audio_set_repeat"; // once it has posted its request
     return insists || !is_function(asked);
 }
 

@@ -606,6 +606,44 @@ TEST_F(PlaybackTest, OpensATrackAnewThatTheDecoderHasFailedOn)
     EXPECT_EQ(substitute::played(), "aaaaaaaaaaaa");
 }
 
+TEST_F(PlaybackTest, ATrackThatWasNotRewoundSinceAFailureKeepsItsPlace)
+{
+    observe(player);
+    bring_to(paused);
+    answer("mpg123_read", MPG123_ERR);
+    qz_audio_play(player);
+    platform::run_all();
+    ASSERT_EQ(status(), paused);
+
+    when_served([this] { qz_audio_pause(player); });
+    qz_audio_play(player);
+    platform::run_all();
+    qz_audio_stop(player, nullptr);
+    platform::run_all();
+    forget();
+    qz_audio_play(player);
+    platform::run_all();
+    EXPECT_EQ(calls_to("mpg123_open"), lines{});
+    EXPECT_EQ(substitute::played(), "aaaabbbbcccc");
+}
+
+TEST_F(PlaybackTest, OpensATrackAnewThatRepeatsAfterAFailure)
+{
+    qz_audio_set_repeat(player, true);
+    bring_to(loaded);
+    answer("mpg123_read", MPG123_ERR);
+    qz_audio_play(player);
+    platform::run_all();
+    ASSERT_EQ(status(), loaded);
+
+    forget();
+    when_served([this] { qz_audio_stop(player, nullptr); }, 7);
+    qz_audio_play(player);
+    platform::run_all();
+    EXPECT_EQ(calls_to("mpg123_open"), lines{"mpg123_open(mh1, \"song\")"});
+    EXPECT_EQ(substitute::played(), "aaaabbbbccccaaaabbbbcccc");
+}
+
 TEST_F(PlaybackTest, ATrackThatCannotBeOpenedAnewFailsWhereItIsDecoded)
 {
     observe(player);
