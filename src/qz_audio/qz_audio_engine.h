@@ -15,9 +15,9 @@ int start_output(_audio_data& adata);
 /// Loads the current track into the decoder, opening the player first if need be.
 int do_set_audio_track(_qz_audio* player);
 
-/// Opens the current track anew in the decoder, which has failed on it. Reports nothing: what fails here
-/// fails again when the track is decoded.
-void restart_decoder(_qz_audio* player);
+/// Opens the current track anew in the decoder, which has failed on it. Returns 0 or the decoder's code;
+/// reports nothing.
+int restart_decoder(_qz_audio* player);
 
 /// Plays to the track's end, or until a task that it serves between two blocks ends it.
 int do_play(_qz_audio* player);

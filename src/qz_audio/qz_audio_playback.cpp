@@ -40,7 +40,7 @@ private:
     outcome run();
     int open_and_load();
     int restart_output();
-    void restart_rewound_decoder();
+    int restart_rewound_decoder();
     void report_and_release();
     void prepare_block();
     void apply_volume();
@@ -106,7 +106,10 @@ int play_entry::restart_output()
     if (!has_status(qz_audio_status_loaded) && !has_status(qz_audio_status_stopped)) {
         return 0;
     }
-    restart_rewound_decoder();
+    if (const int error = restart_rewound_decoder(); error != 0) {
+        call_on_error(handle_of(player_), error);
+        return error;
+    }
     if (start_output(*adata_) != 0) {
         adata_->error = out123_errcode(adata_->ao);
         adata_->status = qz_audio_status_none;
@@ -121,11 +124,9 @@ int play_entry::restart_output()
 }
 
 /// libmpg123 1.31 may write beyond its own memory when it has failed, is rewound and decodes on.
-void play_entry::restart_rewound_decoder()
+int play_entry::restart_rewound_decoder()
 {
-    if (adata_->rewound_after_failure) {
-        restart_decoder(player_);
-    }
+    return adata_->rewound_after_failure ? restart_decoder(player_) : 0;
 }
 
 /// Releases the handles also where the reports fail: without them nothing is open.
@@ -236,8 +237,7 @@ play_entry::next play_entry::rewind()
         return next::wind_up;
     }
     adata_->rewound_after_failure = adata_->decoder_failed;
-    restart_rewound_decoder();
-    return next::read;
+    return restart_rewound_decoder() == 0 ? next::read : next::wind_up;
 }
 
 outcome play_entry::wind_up()

@@ -102,10 +102,13 @@ int do_set_audio_track(_qz_audio* player)
     return 0;
 }
 
-void restart_decoder(_qz_audio* player)
+int restart_decoder(_qz_audio* player)
 {
     _audio_data* const adata = get_audio_data(player);
-    if (open_file(player, *adata) == 0) {
-        settle_format(*adata);
+    if (open_file(player, *adata) == 0 && settle_format(*adata) == 0) {
+        return 0;
     }
+    adata->rewound_after_failure = true; // for the next play to try again
+    adata->error = mpg123_errcode(adata->mh);
+    return adata->error;
 }

@@ -644,17 +644,24 @@ TEST_F(PlaybackTest, OpensATrackAnewThatRepeatsAfterAFailure)
     EXPECT_EQ(substitute::played(), "aaaabbbbccccaaaabbbbcccc");
 }
 
-TEST_F(PlaybackTest, ATrackThatCannotBeOpenedAnewFailsWhereItIsDecoded)
+TEST_F(PlaybackTest, ATrackThatCannotBeOpenedAnewIsToldAndTriedAgain)
 {
     observe(player);
     substitute::put_track("song", {{{MPG123_OK, "aaaa"}, {MPG123_ERR, ""}}});
     play_with([] {});
     take_events();
-    answer("mpg123_open", MPG123_ERR);
-    answer("mpg123_read", MPG123_ERR);
+    for (const char* failing : {"mpg123_open", "mpg123_getformat"}) {
+        answer(failing, MPG123_ERR);
+        answer("mpg123_errcode", MPG123_BAD_FILE);
+        qz_audio_play(player);
+        platform::run_all();
+        EXPECT_EQ(take_events(), lines{"error " + std::to_string(MPG123_BAD_FILE)}) << failing;
+        EXPECT_EQ(status(), stopped);
+    }
+    substitute::put_track("song", {{{MPG123_OK, "aaaa"}}});
     qz_audio_play(player);
     platform::run_all();
-    EXPECT_EQ(take_events(), (lines{"status loaded", "error -1", "error -1"}));
+    EXPECT_EQ(take_events(), (lines{"status loaded", "status playing", "status stopped"}));
 }
 
 TEST_F(PlaybackTest, AnExceptionStopsThePlayThatItEnds)

@@ -73,6 +73,7 @@ std::optional<track> track_at(const std::string& path)
 
 int refuse(mpg123_handle& handle, int code)
 {
+    check_decoded(*calling_player(), MPG123_ERR);
     handle.error = code;
     return MPG123_ERR;
 }

@@ -48,7 +48,7 @@ struct player {
     bool halted = false;                                         ///< By a play while it played.
     const char* owes_error = nullptr; ///< The call that has failed and is not reported yet.
     bool owes_block = false;          ///< A play has begun that has decoded nothing yet.
-    int last_decode = 0;              ///< What the last read, or a failed seek, gave.
+    int last_decode = 0;              ///< What the last read, or a failed seek or load, gave.
     unsigned unserved_blocks = 0;     ///< Read since a task was asked for.
     unsigned idle_services = 0;       ///< Asked for a task in vain since a block was read.
     bool owes_volume = false;         ///< The decoder has a new one that is not reported yet.
