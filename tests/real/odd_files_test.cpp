@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include <sys/fsuid.h>
@@ -197,7 +198,7 @@ TEST_F(odd_files, that_may_not_be_read_are_told_and_the_next_track_plays)
     fs::permissions(path(""), fs::perms::all);
     const std::string file = make_track({"private.mp3"});
     fs::permissions(file, fs::perms::none);
-    std::optional<unprivileged> for_a_while(std::in_place);
+    auto for_a_while = std::make_unique<unprivileged>();
     const std::string error = error_of(file);
     told_player player;
     for_a_while.reset();
