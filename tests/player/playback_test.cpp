@@ -595,12 +595,12 @@ TEST_F(PlaybackTest, OpensATrackAnewThatTheDecoderHasFailedOn)
     EXPECT_EQ(library_calls().back(), "mpg123_seek(mh1, 0, 0)");
 
     substitute::put_track("song", {{{MPG123_OK, "aaaa"}}});
-    for (const lines& opened : {lines{"mpg123_open(mh1, \"song\")"}, lines{}}) {
+    for (const lines& calls : {lines{"mpg123_open(mh1, \"song\")"}, lines{}}) {
         forget();
         qz_audio_play(player);
         platform::run_all();
-        EXPECT_EQ(calls_to("mpg123_open"), opened);
-        EXPECT_EQ(calls_to("mpg123_getformat").size(), opened.size());
+        EXPECT_EQ(calls_to("mpg123_open"), calls);
+        EXPECT_EQ(calls_to("mpg123_getformat").size(), calls.size());
         EXPECT_EQ(status(), stopped);
     }
     EXPECT_EQ(substitute::played(), "aaaaaaaaaaaa");
