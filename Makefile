@@ -74,11 +74,13 @@ coverage: ## Prints the coverage of src/ by the tests
 format: ## Formats the sources
 	@$(setup) check
 	clang-format -i $(SOURCES)
+	black --quiet bench
 
 .PHONY: format-check
 format-check: ## Checks the format of the sources
 	@$(setup) check
 	@clang-format --dry-run -Werror $(SOURCES)
+	@black --quiet --check bench || { black --diff --quiet bench; exit 1; }
 
 .PHONY: tidy
 tidy: ## Builds with clang and checks the folders TIDY (src tools) with clang-tidy
@@ -91,11 +93,16 @@ model: ## Has spin search the model of how a player ends
 	@$(setup) model
 	@tools/model/check.sh
 
-.PHONY: bench
-bench: ## Builds and runs the benchmarks
-	@$(setup) build bench
+.PHONY: bench bench-check
+bench: ## Measures everything, prints a table and writes docs/performance.md
+	@$(setup) build measure bench
 	$(call build,bench)
-	build-bench/bin/qz_bench
+	PYTHONPATH=bench python3 -m measure build-bench --write docs
+
+bench-check: ## Fails where the library adds more instructions to the decode loop than it may
+	@$(setup) build measure
+	$(call build,bench) --target bare_loop player_loop
+	PYTHONPATH=bench python3 -m measure build-bench --only instructions --strict
 
 .PHONY: clean
 clean: ## Removes what was built

@@ -1,16 +1,17 @@
 #!/bin/sh
 # Installs the Debian packages that a purpose needs and that are missing.
 #
-# usage: install-packages.sh PURPOSE...   with PURPOSE one of build, test, check, model, bench
+# usage: install-packages.sh PURPOSE...   with PURPOSE one of build, test, check, model, measure, bench
 #
 # Installs as root or through sudo; without either it prints the one line to run, and fails.
 set -eu
 
 build="g++ make cmake libboost-dev libmpg123-dev mpg123 libcli11-dev"
 test="libgtest-dev libgmock-dev lame sox pulseaudio pulseaudio-utils binutils procps"
-check="clang libclang-rt-dev clang-format clang-tidy gcovr valgrind"
+check="clang libclang-rt-dev clang-format clang-tidy black gcovr valgrind"
 model="spin gcc"
-bench="libbenchmark-dev"
+measure="python3 lame sox valgrind"
+bench="libbenchmark-dev libuv1-dev python3-matplotlib pulseaudio pulseaudio-utils procps"
 
 packages=""
 for purpose in "$@"; do
@@ -19,6 +20,7 @@ for purpose in "$@"; do
     test) packages="$packages $test" ;;
     check) packages="$packages $check" ;;
     model) packages="$packages $model" ;;
+    measure) packages="$packages $measure" ;;
     bench) packages="$packages $bench" ;;
     *)
         echo "install-packages.sh: no such purpose: $purpose" >&2

@@ -1,0 +1,1 @@
+"""Runs the programs of bench/, compares them and writes docs/performance.md."""

@@ -1,0 +1,53 @@
+"""On what the figures were got."""
+
+from __future__ import annotations
+
+import datetime
+import os
+import platform
+import subprocess
+from pathlib import Path
+
+PACKAGES = [
+    "g++",
+    "libc6",
+    "libmpg123-0",
+    "libout123-0",
+    "libasound2",
+    "pulseaudio",
+    "libboost-dev",
+    "libuv1-dev",
+    "valgrind",
+]
+
+
+def describe() -> str:
+    """Date, processor, system and versions, as a Markdown list."""
+    facts = {
+        "Date": datetime.date.today().isoformat(),
+        "Processor": f"{_processor()}, {os.cpu_count()} cores",
+        "Kernel": platform.release(),
+        "Packages": ", ".join(_versions()),
+    }
+    return "\n".join(f"- {name}: {value}" for name, value in facts.items())
+
+
+def _processor() -> str:
+    for line in Path("/proc/cpuinfo").read_text().splitlines():
+        if line.startswith("model name"):
+            return line.partition(":")[2].strip()
+    return platform.machine()
+
+
+def _versions() -> list[str]:
+    listed = subprocess.run(
+        ["dpkg-query", "-W", "-f", "${db:Status-Status} ${Package} ${Version}\n", *PACKAGES],
+        capture_output=True,
+        text=True,
+        check=False,
+    )
+    return [
+        line.removeprefix("installed ")
+        for line in listed.stdout.splitlines()
+        if line.startswith("installed ")
+    ]
