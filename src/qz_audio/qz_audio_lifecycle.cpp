@@ -10,7 +10,6 @@
 #include "qz_audio/qz_audio_record.h"
 #include "qz_audio/qz_audio_task.h"
 
-#include <array>
 #include <cstdlib>
 #include <memory>
 #include <mutex>
@@ -98,21 +97,23 @@ void clear_callbacks(_qz_audio& player)
     using status_callback = std::function<void(qz_audio_ptr, qz_audio_status)>;
     using code_callback = std::function<void(qz_audio_ptr, int)>;
 
-    std::array<boost::any, 3> cleared;
+    boost::any on_status_changed = status_callback();
+    boost::any on_error = code_callback();
+    boost::any on_volume_change = code_callback();
     const qz_property_guard lock(player, __FILE__, __LINE__);
     property_list& list = player.property_list;
     QZ_AUDIO_CHECK_AS(
         "on_status_changed",
         R"(qz_property_set<std::function<void(qz_audio_ptr,qz_audio_status)>>(property_list,"on_status_changed",nullptr))",
-        qz_property_replace<status_callback>(list, "on_status_changed", nullptr, cleared[0]));
+        qz_property_exchange(list, "on_status_changed", on_status_changed));
     QZ_AUDIO_CHECK_AS(
         "on_error",
         R"(qz_property_set<std::function<void(qz_audio_ptr,int)>>(property_list,"on_error",nullptr))",
-        qz_property_replace<code_callback>(list, "on_error", nullptr, cleared[1]));
+        qz_property_exchange(list, "on_error", on_error));
     QZ_AUDIO_CHECK_AS(
         "on_volume_change",
         R"(qz_property_set<std::function<void(qz_audio_ptr,int)>>(property_list,"on_volume_change",nullptr))",
-        qz_property_replace<code_callback>(list, "on_volume_change", nullptr, cleared[2]));
+        qz_property_exchange(list, "on_volume_change", on_volume_change));
 }
 
 /// Last step, system service: the registry lets the player go.

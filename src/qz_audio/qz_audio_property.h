@@ -11,7 +11,6 @@
 #include <boost/any.hpp>
 
 #include <string>
-#include <typeinfo>
 #include <utility>
 
 /// Creates the property `key` with `value` and returns true; returns false, and changes nothing, when
@@ -26,19 +25,16 @@ bool qz_property_init(property_list& list, std::string key, T value)
     return true;
 }
 
-/// Replaces the value of the property `key` and hands the old one out in `replaced`; returns false, and
-/// changes nothing, when there is no property of that name and type. A caller that holds the lock lets
-/// `replaced` outlive it where the old value's destructor is foreign code.
-template <typename T>
-bool qz_property_replace(property_list& list, std::string key, T value, boost::any& replaced)
+/// Exchanges the value of the property `key` and `value`; returns false, and changes nothing, when there
+/// is no property of that name and type. A caller that holds the lock makes `value` before it, and lets it
+/// outlive it, where copies and destructors are foreign code.
+inline bool qz_property_exchange(property_list& list, const std::string& key, boost::any& value)
 {
     const auto property = list.find(key);
-    if (property == list.end() || property->second.type() != typeid(T)) {
+    if (property == list.end() || property->second.type() != value.type()) {
         return false;
     }
-    boost::any wrapped(std::move(value));
-    property->second.swap(wrapped);
-    replaced.swap(wrapped);
+    property->second.swap(value);
     return true;
 }
 
@@ -47,8 +43,8 @@ bool qz_property_replace(property_list& list, std::string key, T value, boost::a
 template <typename T>
 bool qz_property_set(property_list& list, std::string key, T value)
 {
-    boost::any replaced;
-    return qz_property_replace<T>(list, std::move(key), std::move(value), replaced);
+    boost::any wrapped(std::move(value));
+    return qz_property_exchange(list, key, wrapped);
 }
 
 /// Copies the value of the property `key` into `*out` and returns true; returns false, and leaves

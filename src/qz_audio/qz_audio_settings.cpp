@@ -4,6 +4,7 @@
 
 #include <mutex>
 #include <string>
+#include <utility>
 
 // Queries, settings and callbacks: one guarded access each, on the caller's thread.
 
@@ -25,34 +26,35 @@ std::string _qz_audio::get_current_track()
 
 bool _qz_audio::on_status_change(std::function<void(qz_audio_ptr, qz_audio_status)> cb)
 {
-    boost::any replaced; // what it captured is foreign, and let go after the lock
+    // Made before the lock, and what it replaces let go after it: what functions capture is foreign.
+    boost::any function(std::move(cb));
     const std::lock_guard<std::mutex> lock(property_mutex);
     QZ_AUDIO_CHECK_AS(
         "on_status_changed",
         R"(qz_property_set<std::function<void(qz_audio_ptr,qz_audio_status)>>(property_list,"on_status_changed",cb))",
-        qz_property_replace(property_list, "on_status_changed", cb, replaced));
+        qz_property_exchange(property_list, "on_status_changed", function));
     return true;
 }
 
 bool _qz_audio::on_error(std::function<void(qz_audio_ptr, int)> cb)
 {
-    boost::any replaced;
+    boost::any function(std::move(cb));
     const std::lock_guard<std::mutex> lock(property_mutex);
     QZ_AUDIO_CHECK_AS(
         "on_error",
         R"(qz_property_set<std::function<void(qz_audio_ptr,int)>>(property_list,"on_error",cb))",
-        qz_property_replace(property_list, "on_error", cb, replaced));
+        qz_property_exchange(property_list, "on_error", function));
     return true;
 }
 
 bool _qz_audio::on_volume_change(std::function<void(qz_audio_ptr, int)> cb)
 {
-    boost::any replaced;
+    boost::any function(std::move(cb));
     const std::lock_guard<std::mutex> lock(property_mutex);
     QZ_AUDIO_CHECK_AS(
         "on_volume_change",
         R"(qz_property_set<std::function<void(qz_audio_ptr,int)>>(property_list,"on_volume_change",cb))",
-        qz_property_replace(property_list, "on_volume_change", cb, replaced));
+        qz_property_exchange(property_list, "on_volume_change", function));
     return true;
 }
 

@@ -244,6 +244,40 @@ TEST_F(SettingsTest, TheApplicationsOwnCopiesMayGoAtOnce)
     EXPECT_EQ(watched.use_count(), 0);
 }
 
+namespace
+{
+
+/// A function that counts its copies and is moved without a count.
+class counting_function
+{
+public:
+    explicit counting_function(unsigned& copies) : copies_(&copies) {}
+    ~counting_function() = default;
+    counting_function(const counting_function& other) : copies_(other.copies_) { ++*copies_; }
+    counting_function(counting_function&&) = default;
+    counting_function& operator=(const counting_function&) = delete;
+    counting_function& operator=(counting_function&&) = delete;
+
+    template <typename Argument>
+    void operator()(qz_audio_ptr, Argument) const
+    {
+    }
+
+private:
+    unsigned* copies_;
+};
+
+} // namespace
+
+TEST_F(SettingsTest, ACallbackThatIsHandedOverIsNotCopied)
+{
+    unsigned copies = 0;
+    qz_audio_on_status_change(player, counting_function(copies));
+    qz_audio_on_volume_change(player, counting_function(copies));
+    qz_audio_on_error(player, counting_function(copies));
+    EXPECT_EQ(copies, 0U);
+}
+
 TEST_F(SettingsTest, ReplacedCapturesAreLetGoAfterTheLock)
 {
     unsigned ends = 0;
