@@ -17,7 +17,7 @@ from . import report
 from .bench import Bench
 from .figures import Section
 
-TOPICS = ["instructions"]
+TOPICS = ["instructions", "queries"]
 
 
 def main() -> int:

@@ -1,0 +1,125 @@
+"""What the calls cost that act on the caller's thread, and whether players wait for each other."""
+
+from __future__ import annotations
+
+import subprocess
+from dataclasses import dataclass
+
+from ..bench import Bench
+from ..callgrind import dumped_instructions
+from ..figures import Check, Row, Section, Series, Table
+from ..google_benchmark import nanoseconds
+
+ROUNDS = 15
+SECONDS = 0.03
+COUNTED_CALLS = 1000
+
+WAYS = {
+    "alone": "one thread",
+    "shared": "8 threads on one player",
+    "own": "8 threads on a player each",
+}
+
+TEXT = f"""\
+The calls that do all their work on the caller's thread, beside what an application would write that
+keeps its settings itself: a `std::map<std::string, boost::any>` under a `std::mutex`, in the program
+itself. Google Benchmark times them in {ROUNDS} rounds of random order. With 8 threads a figure is the
+whole time divided by the calls of all of them, so it falls as far as they run side by side.
+
+The difference is the price of two promises. Each access of a property is reported to the platform, also
+when it went well, with its text, its name and its place in the source, as strings made for the report;
+and values are the platform's `boost::any`, so that a read copies one and a write makes one. The last
+table counts, by callgrind, the instructions of a call on its own thread, and those of such a report by
+itself; those of a request vary with what the player's thread does meanwhile.
+
+Players do not wait for each other: no mutex that one of these calls locks, or one of the requests in
+the last table, is locked for another player too. A program that notes every `pthread_mutex_lock` of the
+calling thread looks for common ones; it finds that of the output-module path, of which there is one for
+the process. Threads on one player have its mutex in common: they show what sharing costs, as far as the
+machine has cores to spare."""
+
+
+@dataclass(frozen=True)
+class Locks:
+    """How many mutexes a call locks, and how many of them for another player too."""
+
+    locked: int
+    common: int
+
+
+def measure(bench: Bench) -> Section:
+    times = nanoseconds(bench.program("settings_bench"), ROUNDS, SECONDS)
+    locks = _locks(bench)
+    calls = [call for call in locks if f"{call}/ours/alone" in times]
+    return Section(
+        "Queries, settings and callbacks",
+        TEXT,
+        [
+            _gain(times, calls, "own"),
+            _gain(times, calls, "shared"),
+            _common_mutexes(calls, locks),
+        ],
+        [*(_times(times, calls, way) for way in WAYS), _instructions(bench, locks)],
+    )
+
+
+def _gain(times: dict[str, Series], calls: list[str], way: str) -> Row:
+    """How many times the calls of one thread are done in the same time.
+
+    Of all calls together: each has few rounds for a quotient of quotients.
+    """
+
+    def gain(whose: str) -> Series:
+        gains = (
+            times[f"{call}/{whose}/alone"].over(times[f"{call}/{whose}/{way}"]) for call in calls
+        )
+        return Series(tuple(value for each in gains for value in each.values))
+
+    what = f"Calls in the same time: {WAYS[way]}, over one thread; the rounds of all calls"
+    return Row(what, "times", gain("ours"), "by hand", gain("by_hand"))
+
+
+def _common_mutexes(calls: list[str], locks: dict[str, Locks]) -> Row:
+    common = Series.of(sum(locks[call].common for call in calls))
+    return Row(
+        "Mutexes that these calls lock for two players alike",
+        "mutexes",
+        common,
+        checks=(Check(common, "at most", 0, "mutexes"),),
+    )
+
+
+def _times(times: dict[str, Series], calls: list[str], way: str) -> Table:
+    def row(call: str) -> list[str]:
+        ours, by_hand = times[f"{call}/ours/{way}"], times[f"{call}/by_hand/{way}"]
+        return [f"`{call}`", ours.show("ns"), by_hand.show("ns"), ours.over(by_hand).show("times")]
+
+    headers = [f"A call, {WAYS[way]}", "Ours", "By hand", "Ours over by hand"]
+    return Table(headers, [row(call) for call in calls])
+
+
+def _locks(bench: Bench) -> dict[str, Locks]:
+    run = subprocess.run(
+        [bench.program("settings_locks")], capture_output=True, text=True, check=True, timeout=60
+    )
+    lines = (line.split() for line in run.stdout.splitlines())
+    return {call: Locks(int(locked), int(common)) for call, locked, common in lines}
+
+
+def _instructions(bench: Bench, locks: dict[str, Locks]) -> Table:
+    counted = dumped_instructions([bench.program("settings_instructions"), str(COUNTED_CALLS)])
+
+    def show(name: str) -> str:
+        return f"{counted[name] / COUNTED_CALLS:,.0f}" if name in counted else ""
+
+    def row(call: str, of_call: Locks) -> list[str]:
+        by_hand = show(f"{call} by hand")
+        return [f"`{call}`", show(call), by_hand, str(of_call.locked), str(of_call.common)]
+
+    return Table(
+        ["A call", "Instructions", "By hand", "Mutexes locked", "For another player too"],
+        [
+            *(row(call, of_call) for call, of_call in locks.items()),
+            ["The report of a status query alone", show("qz_assertion_faild"), "", "", ""],
+        ],
+    )
