@@ -9,6 +9,8 @@ MINUTES ?= 31
 SECONDS ?= 60
 
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
+# The one that Debian's packages are for.
+python = /usr/bin/python3
 setup = tools/setup/install-packages.sh
 purposes = build test
 build = cmake --preset $(1) && cmake --build --preset $(1) -j $(JOBS)
@@ -97,12 +99,12 @@ model: ## Has spin search the model of how a player ends
 bench: ## Measures everything, prints a table and writes docs/performance.md
 	@$(setup) build measure bench
 	$(call build,bench)
-	PYTHONPATH=bench python3 -m measure build-bench --write docs
+	PYTHONPATH=bench $(python) -m measure build-bench --write docs
 
 bench-check: ## Fails where the library adds more instructions to the decode loop than it may
 	@$(setup) build measure
 	$(call build,bench) --target bare_loop player_loop
-	PYTHONPATH=bench python3 -m measure build-bench --only instructions --strict
+	PYTHONPATH=bench $(python) -m measure build-bench --only instructions --strict
 
 .PHONY: clean
 clean: ## Removes what was built
