@@ -3,6 +3,7 @@
 #include "system/diagnostics.h"
 
 #include <algorithm>
+#include <thread>
 #include <utility>
 
 namespace
@@ -30,25 +31,27 @@ clock::time_point due_after(clock::time_point start, clock::duration period)
 
 void task_queue::post(task work)
 {
-    jobs posted;
-    posted.push_back({std::move(work), nullptr});
+    bool wake = false;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         if (stopped_) {
             return;
         }
         queue_due_ticks();
-        waiting_.splice(waiting_.end(), posted);
+        posted_.push_back(std::move(work));
+        ++posted_count_;
         publish_state();
+        wake = std::exchange(asleep_, false);
     }
-    changed_.notify_one();
+    if (wake) {
+        changed_.notify_one();
+    }
 }
 
 unsigned long task_queue::start_interval(tick beat, unsigned long period)
 {
-    jobs started;
-    started.push_back({nullptr, std::make_unique<interval>()});
-    interval& timer = *started.front().timer;
+    intervals started(1);
+    interval& timer = started.front();
     timer.beat = std::move(beat);
     timer.period = to_period(period);
     unsigned long id = 0;
@@ -59,7 +62,7 @@ unsigned long task_queue::start_interval(tick beat, unsigned long period)
             return id;
         }
         timer.id = id;
-        intervals_.emplace(id, started.begin());
+        by_id_.emplace(id, started.begin());
         go_to_sleep(started, clock::now());
     }
     changed_.notify_one();
@@ -68,35 +71,32 @@ unsigned long task_queue::start_interval(tick beat, unsigned long period)
 
 void task_queue::end_interval(unsigned long id)
 {
-    jobs ended;
+    intervals ended;
     const std::lock_guard<std::mutex> lock(mutex_);
-    const auto entry = intervals_.find(id);
-    if (entry == intervals_.end()) {
+    const auto entry = by_id_.find(id);
+    if (entry == by_id_.end()) {
         return;
     }
-    jobs* const home = entry->second->timer->home;
+    intervals* const home = entry->second->home;
     if (home != nullptr) {
         ended.splice(ended.begin(), *home, entry->second);
         publish_state();
     }
-    intervals_.erase(entry);
+    by_id_.erase(entry);
 }
 
 bool task_queue::run_one()
 {
-    if (!any_waiting_.load(std::memory_order_relaxed)) {
+    if (batch_.empty() && !any_waiting_.load(std::memory_order_relaxed)) {
         const clock::rep due = next_due_.load(std::memory_order_relaxed);
         if (due == never.time_since_epoch().count() ||
             clock::now().time_since_epoch().count() < due) {
             return false;
         }
     }
-    jobs next;
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        if (!take_job(next)) {
-            return false;
-        }
+    job next;
+    if (!take_job(next)) {
+        return false;
     }
     run(next);
     return true;
@@ -128,7 +128,7 @@ bool task_queue::stop(task& completion)
 void task_queue::work()
 {
     for (;;) {
-        jobs next;
+        job next;
         if (!wait_for_job(next)) {
             break;
         }
@@ -138,35 +138,70 @@ void task_queue::work()
     call_completions();
 }
 
-bool task_queue::wait_for_job(jobs& next)
+bool task_queue::take_job(job& next)
 {
+    if (take_from_batch(next.work)) {
+        return true;
+    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return !stopped_ && take_waiting(next);
+}
+
+bool task_queue::wait_for_job(job& next)
+{
+    if (take_job(next)) {
+        return true;
+    }
+    // Whoever posts on this core goes on meanwhile: falling asleep and being woken cost more than a task.
+    std::this_thread::yield();
+
     std::unique_lock<std::mutex> lock(mutex_);
     while (!stopped_) {
-        if (take_job(next)) {
+        if (take_waiting(next)) {
             return true;
         }
-        const clock::time_point due = sleeping_.empty() ? never : sleeping_.front().timer->due;
+        asleep_ = true;
+        const clock::time_point due = sleeping_.empty() ? never : sleeping_.front().due;
         if (due == never) {
             changed_.wait(lock);
         } else {
             changed_.wait_until(lock, due);
         }
+        asleep_ = false;
     }
     return false;
 }
 
-bool task_queue::take_job(jobs& next)
+bool task_queue::take_from_batch(task& next)
 {
-    queue_due_ticks();
-    if (waiting_.empty()) {
+    if (free_to_take_ == 0 || stopped_.load(std::memory_order_relaxed)) {
         return false;
     }
-    next.splice(next.begin(), waiting_, waiting_.begin());
-    if (next.front().timer != nullptr) {
-        next.front().timer->home = nullptr;
+    next = std::move(batch_.front());
+    batch_.pop_front();
+    ++taken_count_;
+    --free_to_take_;
+    return true;
+}
+
+bool task_queue::take_waiting(job& next)
+{
+    queue_due_ticks();
+    if (batch_.empty()) {
+        batch_.swap(posted_);
+    }
+    bool taken = false;
+    if (!due_.empty() && due_.front().behind == taken_count_) {
+        next.timer.splice(next.timer.begin(), due_, due_.begin());
+        next.timer.front().home = nullptr;
+        taken = true;
+    } else {
+        free_to_take_ = due_.empty() ? batch_.size()
+                                     : std::min(batch_.size(), due_.front().behind - taken_count_);
+        taken = take_from_batch(next.work);
     }
     publish_state();
-    return true;
+    return taken;
 }
 
 void task_queue::queue_due_ticks()
@@ -175,29 +210,30 @@ void task_queue::queue_due_ticks()
         return;
     }
     const clock::time_point now = clock::now();
-    while (!sleeping_.empty() && sleeping_.front().timer->due <= now) {
-        sleeping_.front().timer->home = &waiting_;
-        waiting_.splice(waiting_.end(), sleeping_, sleeping_.begin());
+    while (!sleeping_.empty() && sleeping_.front().due <= now) {
+        sleeping_.front().behind = posted_count_;
+        sleeping_.front().home = &due_;
+        due_.splice(due_.end(), sleeping_, sleeping_.begin());
     }
 }
 
-void task_queue::run(jobs& current)
+void task_queue::run(job& current)
 {
-    if (current.front().timer != nullptr) {
-        run_tick(current);
+    if (!current.timer.empty()) {
+        run_tick(current.timer);
         return;
     }
     try {
-        current.front().work();
+        current.work();
     } catch (...) {
         report_current_exception();
     }
 }
 
-void task_queue::run_tick(jobs& current)
+void task_queue::run_tick(intervals& current)
 {
     const clock::time_point start = clock::now();
-    interval& timer = *current.front().timer;
+    interval& timer = current.front();
     bool again = false;
     try {
         again = timer.beat();
@@ -206,24 +242,24 @@ void task_queue::run_tick(jobs& current)
     }
 
     const std::lock_guard<std::mutex> lock(mutex_);
-    const auto entry = intervals_.find(timer.id);
-    if (entry == intervals_.end()) {
+    const auto entry = by_id_.find(timer.id);
+    if (entry == by_id_.end()) {
         return; // ended while its tick ran
     }
     if (again) {
         go_to_sleep(current, start);
     } else {
-        intervals_.erase(entry);
+        by_id_.erase(entry);
     }
 }
 
-void task_queue::go_to_sleep(jobs& current, clock::time_point start)
+void task_queue::go_to_sleep(intervals& current, clock::time_point start)
 {
-    interval& timer = *current.front().timer;
+    interval& timer = current.front();
     timer.due = due_after(start, timer.period);
-    const auto later = std::find_if(sleeping_.begin(), sleeping_.end(), [&timer](const job& other) {
-        return other.timer->due > timer.due;
-    });
+    const auto later =
+        std::find_if(sleeping_.begin(), sleeping_.end(),
+                     [&timer](const interval& other) { return other.due > timer.due; });
     sleeping_.splice(later, current, current.begin());
     timer.home = &sleeping_;
     publish_state();
@@ -231,25 +267,30 @@ void task_queue::go_to_sleep(jobs& current, clock::time_point start)
 
 void task_queue::publish_state()
 {
-    const clock::time_point due = sleeping_.empty() ? never : sleeping_.front().timer->due;
-    any_waiting_.store(!waiting_.empty(), std::memory_order_relaxed);
+    const clock::time_point due = sleeping_.empty() ? never : sleeping_.front().due;
+    any_waiting_.store(!posted_.empty() || !due_.empty(), std::memory_order_relaxed);
     next_due_.store(due.time_since_epoch().count(), std::memory_order_relaxed);
 }
 
 void task_queue::stop_locked() noexcept
 {
     stopped_ = true;
-    intervals_.clear();
-    dropped_.splice(dropped_.end(), waiting_);
+    by_id_.clear();
+    dropped_.splice(dropped_.end(), due_);
     dropped_.splice(dropped_.end(), sleeping_);
     publish_state();
 }
 
 void task_queue::drop_the_rest()
 {
-    jobs rest;
-    const std::lock_guard<std::mutex> lock(mutex_);
-    rest.swap(dropped_);
+    batch_.clear();
+    intervals rest;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        batch_.swap(posted_);
+        rest.swap(dropped_);
+    }
+    batch_.clear();
 }
 
 void task_queue::call_completions()

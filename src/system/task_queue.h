@@ -5,10 +5,11 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
+#include <deque>
 #include <functional>
 #include <list>
 #include <map>
-#include <memory>
 #include <mutex>
 
 /// A queue that many threads post to and one worker thread works off.
@@ -49,29 +50,32 @@ private:
     using clock = std::chrono::steady_clock;
 
     struct interval;
-
-    /// A posted task, or an interval whose tick is due, asleep or running.
-    struct job {
-        task work;
-        std::unique_ptr<interval> timer;
-    };
-    using jobs = std::list<job>;
+    using intervals = std::list<interval>;
 
     struct interval {
         tick beat;
         unsigned long id = 0;
         clock::duration period{};
         clock::time_point due;
-        jobs* home =
-            nullptr; ///< The list that holds the job: sleeping_, waiting_, or none while the tick runs.
+        std::size_t behind = 0; ///< How many tasks had been posted when the tick was queued.
+        intervals* home =
+            nullptr; ///< The list that holds the interval: sleeping_, due_, or none while the tick runs.
     };
 
-    bool wait_for_job(jobs& next);
-    bool take_job(jobs& next);
+    /// What runs next: a task, or the tick of the one interval in the list.
+    struct job {
+        task work;
+        intervals timer;
+    };
+
+    bool take_job(job& next);
+    bool wait_for_job(job& next);
+    bool take_from_batch(task& next);
+    bool take_waiting(job& next);
     void queue_due_ticks();
-    void run(jobs& current);
-    void run_tick(jobs& current);
-    void go_to_sleep(jobs& current, clock::time_point start);
+    void run(job& current);
+    void run_tick(intervals& current);
+    void go_to_sleep(intervals& current, clock::time_point start);
     void publish_state();
     void stop_locked() noexcept;
     void drop_the_rest();
@@ -79,14 +83,22 @@ private:
 
     std::mutex mutex_;
     std::condition_variable changed_;
-    jobs waiting_;
-    jobs sleeping_; ///< By due time, earliest first.
-    jobs dropped_;  ///< What a stop has left for the worker to destroy.
-    std::map<unsigned long, jobs::iterator> intervals_;
+    std::deque<task> posted_; ///< What waits behind the batch.
+    std::size_t posted_count_ = 0;
+    intervals due_; ///< Ticks that wait, each behind the tasks that were posted before it was due.
+    intervals sleeping_; ///< By due time, earliest first.
+    intervals dropped_;  ///< What a stop has left for the worker to destroy.
+    std::map<unsigned long, intervals::iterator> by_id_;
     unsigned long last_id_ = 0;
     std::list<task> completions_;
-    bool stopped_ = false;
+    std::atomic<bool> stopped_{false}; ///< Set under the mutex.
     bool ended_ = false;
+    bool asleep_ = false;
+
+    // The worker's own: it takes all that is posted at once, and works it off without the mutex.
+    std::deque<task> batch_;
+    std::size_t taken_count_ = 0;
+    std::size_t free_to_take_ = 0; ///< How many of the batch come before the next tick.
 
     // Copies for run_one, which is called between every two blocks of sound: it takes the mutex only
     // when there is something to run.

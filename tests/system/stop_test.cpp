@@ -142,6 +142,36 @@ TEST_F(StopTest, FromANestedTask)
     EXPECT_THAT(log.entries(), ElementsAre("task ends", "completion"));
 }
 
+TEST_F(StopTest, FromATaskDropsThoseBehindIt)
+{
+    {
+        const busy blocked(service);
+        post(service, [this] {
+            stop_noting("completion");
+            EXPECT_EQ(qz_thread_service_run_one_only(service), 0);
+        });
+        post_noting(service);
+        post_noting(service);
+    }
+    ASSERT_TRUE(log.wait_for(3));
+    EXPECT_THAT(log.entries(), ElementsAre("task gone", "task gone", "completion"));
+}
+
+TEST_F(StopTest, ClosureThatItDestroysRunsNothing)
+{
+    {
+        const busy blocked(service);
+        post(service, [this] { stop_noting("completion"); });
+        post(service, [end = at_end([this] {
+                           post_noting(service);
+                           EXPECT_EQ(qz_thread_service_run_one_only(service), 0);
+                       })] {});
+        post_noting(service);
+    }
+    ASSERT_TRUE(log.wait_for(3));
+    EXPECT_THAT(log.entries(), ElementsAre("task gone", "task gone", "completion"));
+}
+
 TEST_F(StopTest, FromATick)
 {
     set_interval(

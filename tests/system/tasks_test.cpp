@@ -142,6 +142,24 @@ TEST_F(TasksTest, RunOneOnlyReturnsZeroAtOnceWhenNothingIsDue)
     });
 }
 
+TEST_F(TasksTest, RunOneOnlyRunsWhatWaitsBeforeWhatIsPostedMeanwhile)
+{
+    {
+        const busy blocked(service);
+        post(service, [this] {
+            EXPECT_EQ(qz_thread_service_run_one_only(service), 1);
+            post(service, [this] { log.note("posted meanwhile"); });
+            log.note("first goes on");
+            EXPECT_EQ(qz_thread_service_run_one_only(service), 1);
+            EXPECT_EQ(qz_thread_service_run_one_only(service), 1);
+        });
+        post(service, [this] { log.note("second"); });
+        post(service, [this] { log.note("third"); });
+    }
+    ASSERT_TRUE(log.wait_for(4));
+    EXPECT_THAT(log.entries(), ElementsAre("second", "first goes on", "third", "posted meanwhile"));
+}
+
 TEST_F(TasksTest, RunOneOnlyNestsToAnyDepth)
 {
     constexpr int depth = 100;

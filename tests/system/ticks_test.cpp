@@ -163,6 +163,43 @@ TEST_F(TicksTest, DueOneGoesBeforeTasksThatComeLater)
     EXPECT_THAT(log.entries(), ElementsAre("tick", "later"));
 }
 
+TEST_F(TicksTest, DueOnesKeepTheirPlacesAmongTasks)
+{
+    busy blocked(service);
+    note("first");
+    note("second");
+    note_one_tick("tick");
+    let_pass(milliseconds(5));
+    note("third");
+    note_one_tick("other tick");
+    let_pass(milliseconds(5));
+    note("fourth");
+    blocked.end();
+    run(service);
+    EXPECT_THAT(log.entries(),
+                ElementsAre("first", "second", "tick", "third", "other tick", "fourth"));
+}
+
+TEST_F(TicksTest, RunOneOnlyKeepsTheirPlacesAmongTasks)
+{
+    busy blocked(service);
+    post(service, [this] {
+        note("posted meanwhile");
+        for (int jobs = 0; jobs < 3; ++jobs) {
+            EXPECT_EQ(qz_thread_service_run_one_only(service), 1);
+        }
+        log.note("outer ends");
+    });
+    note("first");
+    note_one_tick();
+    let_pass(milliseconds(5));
+    note("second");
+    blocked.end();
+    ASSERT_TRUE(log.wait_for(5));
+    EXPECT_THAT(log.entries(),
+                ElementsAre("first", "tick", "second", "outer ends", "posted meanwhile"));
+}
+
 TEST_F(TicksTest, LongTaskLeavesOneTickOnly)
 {
     busy blocked(service);
@@ -282,6 +319,25 @@ TEST_F(TicksTest, ClearedWhileQueuedIsNeverCalled)
     blocked.end();
     let_tick(service, 20);
     EXPECT_THAT(log.entries(), ElementsAre("task behind the tick"));
+}
+
+TEST_F(TicksTest, ClearedByATaskBeforeThemAreNeverCalled)
+{
+    busy blocked(service);
+    const auto id = std::make_shared<unsigned long>();
+    post(service, [this, id] {
+        log.note("first");
+        qz_thread_service_clear_interval(service, *id);
+    });
+    *id = note_ticks();
+    let_pass(milliseconds(5));
+    note("second");
+    note_one_tick("other tick");
+    let_pass(milliseconds(5));
+    note("third");
+    blocked.end();
+    run(service);
+    EXPECT_THAT(log.entries(), ElementsAre("first", "second", "other tick", "third"));
 }
 
 TEST_F(TicksTest, ClearDestroysTheClosure)
