@@ -4,18 +4,31 @@ from __future__ import annotations
 
 import json
 import subprocess
-from collections import defaultdict
+from dataclasses import dataclass
 
 from .figures import Series
 
 
-def nanoseconds(program: str, rounds: int, seconds: float) -> dict[str, Series]:
-    """Runs all benchmarks of `program`, of about `seconds` each, `rounds` times in random order.
+@dataclass(frozen=True)
+class Results:
+    """What a program reported of each of its benchmarks in each round."""
 
-    Returns the real time of an iteration by the benchmark's name, without what Google Benchmark adds
-    to it.
-    """
-    run = subprocess.run(
+    entries: list[dict]
+
+    @property
+    def names(self) -> list[str]:
+        return list(dict.fromkeys(entry["run_name"] for entry in self.entries))
+
+    def series(self, name: str, figure: str) -> Series:
+        """A figure, or a counter, of the benchmark `name`."""
+        rounds = [entry for entry in self.entries if entry["run_name"] == name]
+        rounds.sort(key=lambda entry: entry["repetition_index"])
+        return Series(tuple(entry[figure] for entry in rounds))
+
+
+def run(program: str, rounds: int, seconds: float) -> Results:
+    """Runs all benchmarks of `program`, of about `seconds` each, `rounds` times in random order."""
+    ran = subprocess.run(
         [
             program,
             "--benchmark_format=json",
@@ -27,12 +40,17 @@ def nanoseconds(program: str, rounds: int, seconds: float) -> dict[str, Series]:
         check=True,
         timeout=600,
     )
-    times: dict[str, dict[int, float]] = defaultdict(dict)
-    for result in json.loads(run.stdout)["benchmarks"]:
-        if result["run_type"] == "iteration":
-            name = result["run_name"].partition("/real_time")[0]
-            times[name][result["repetition_index"]] = result["real_time"]
+    entries = json.loads(ran.stdout)["benchmarks"]
+    for entry in entries:
+        if entry.get("error_occurred"):
+            raise RuntimeError(f"{entry['name']}: {entry['error_message']}")
+    return Results([entry for entry in entries if entry["run_type"] == "iteration"])
+
+
+def nanoseconds(program: str, rounds: int, seconds: float) -> dict[str, Series]:
+    """The same for the real time of an iteration alone, by the benchmark's name without what Google
+    Benchmark adds to it."""
+    results = run(program, rounds, seconds)
     return {
-        name: Series(tuple(value for _, value in sorted(values.items())))
-        for name, values in times.items()
+        name.partition("/real_time")[0]: results.series(name, "real_time") for name in results.names
     }
