@@ -33,19 +33,24 @@ class Bench:
 
     def alsa(self, name: str, definition: str) -> dict[str, str]:
         """An environment in which libout123's default output is ALSA's device `definition`."""
-        modules = self.work / "modules"
-        if not modules.exists():
-            modules.mkdir()
-            (modules / "output_alsa.so").symlink_to(_alsa_module())
         config = self.work / f"{name}.conf"
         config.write_text(f"pcm.!default {{ {definition} }}\nctl.!default {{ type null }}\n")
-        return {**os.environ, "MPG123_MODDIR": str(modules), "ALSA_CONFIG_PATH": str(config)}
+        return {**self.only_output("alsa"), "ALSA_CONFIG_PATH": str(config)}
+
+    def only_output(self, output: str) -> dict[str, str]:
+        """An environment in which libout123 has one output module and no other to fall back on."""
+        modules = self.work / f"modules-{output}"
+        name = f"output_{output}.so"
+        if not modules.exists():
+            modules.mkdir()
+            (modules / name).symlink_to(_installed_module(name))
+        return {**os.environ, "MPG123_MODDIR": str(modules)}
 
     def null_device(self) -> dict[str, str]:
         """An environment in which sound goes nowhere, as fast as it comes."""
         return self.alsa("null", "type null")
 
 
-def _alsa_module() -> Path:
+def _installed_module(name: str) -> Path:
     listed = subprocess.run(["dpkg", "-L", "mpg123"], capture_output=True, text=True, check=True)
-    return next(Path(line) for line in listed.stdout.split() if line.endswith("/output_alsa.so"))
+    return next(Path(line) for line in listed.stdout.split() if line.endswith(f"/{name}"))

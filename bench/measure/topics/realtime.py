@@ -1,0 +1,58 @@
+"""What playing costs where the sound has its real pace."""
+
+from __future__ import annotations
+
+import subprocess
+
+from .. import pulse
+from ..bench import Bench
+from ..figures import Check, Row, Section, Series
+from ..processes import cpu_seconds
+
+SECONDS = 15
+ROUNDS = 9
+COPIES = 4
+
+
+def measure(bench: Bench) -> Section:
+    track = bench.track(SECONDS)
+    commands = {
+        "player": [bench.program("player_loop"), track],
+        "bare loop": [bench.program("bare_loop"), track],
+        "mpg123": ["mpg123", "--quiet", track],
+    }
+    with pulse.server(bench) as environment:
+        rounds = [_play_all(commands, environment) for _ in range(ROUNDS)]
+    player, bare, mpg123 = (Series(tuple(taken[name] for taken in rounds)) for name in commands)
+    return Section(
+        "Processor time in real time",
+        f"A track of {SECONDS} s is played to a PulseAudio server with a null sink, which takes the "
+        f"sound at its real pace. In each of {ROUNDS} rounds {COPIES} processes of each kind play it "
+        "at the same time; the figure is the user and system time of a whole process, its start "
+        f"and end included, for each second of audio, as a mean of the {COPIES}.",
+        [
+            Row(
+                "Playing in real time",
+                "ms/s",
+                player,
+                "bare loop",
+                bare,
+                (Check(player.over(bare), "at most", 1.05),),
+            ),
+            Row("Playing in real time", "ms/s", player, "`mpg123`", mpg123),
+        ],
+    )
+
+
+def _play_all(commands: dict[str, list[str]], environment: dict[str, str]) -> dict[str, float]:
+    """Plays with all programs side by side: milliseconds of processor time for a second of audio."""
+    started: dict[str, list[subprocess.Popen[bytes]]] = {name: [] for name in commands}
+    for _ in range(COPIES):
+        for name, command in commands.items():
+            started[name].append(
+                subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL)
+            )
+    return {
+        name: cpu_seconds(processes) * 1000 / COPIES / SECONDS
+        for name, processes in started.items()
+    }
