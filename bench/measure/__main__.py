@@ -17,7 +17,7 @@ from . import report
 from .bench import Bench
 from .figures import Section
 
-TOPICS = ["instructions", "realtime", "queries", "service"]
+TOPICS = ["instructions", "realtime", "memory", "scaling", "queries", "service"]
 
 
 def main() -> int:

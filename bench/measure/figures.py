@@ -4,7 +4,9 @@ from __future__ import annotations
 
 import statistics
 from dataclasses import dataclass, field
-from typing import Callable, Literal
+from typing import Callable, Literal, TypeVar
+
+T = TypeVar("T")
 
 
 @dataclass(frozen=True)
@@ -38,6 +40,14 @@ class Series:
             return f"{_number(self.median)}{suffix}"
         low, high = min(self.values), max(self.values)
         return f"{_number(self.median)}{suffix} ({_number(low)} … {_number(high)})"
+
+
+def side_by_side(rounds: list[tuple[T, T]], figure: Callable[[T], float]) -> tuple[Series, Series]:
+    """One figure of rounds in which ours and the reference were measured: a series of each."""
+    return (
+        Series(tuple(figure(ours) for ours, _ in rounds)),
+        Series(tuple(figure(theirs) for _, theirs in rounds)),
+    )
 
 
 def _number(value: float) -> str:

@@ -1,0 +1,70 @@
+"""What each further player that plays holds."""
+
+from __future__ import annotations
+
+import time
+
+from ..bench import Bench
+from ..figures import Check, Row, Section, side_by_side
+from ..processes import Holdings, holdings, next_line, running
+
+FEW, MANY = 1, 32
+SECONDS = 3600
+SETTLE = 1.0
+ROUNDS = 5
+
+
+def measure(bench: Bench) -> Section:
+    environment = bench.null_device()
+    track = bench.track(SECONDS)
+
+    def playing(program: str, count: int) -> Holdings:
+        with running([bench.program(program), str(count), track], environment) as process:
+            next_line(process)
+            time.sleep(SETTLE)
+            return holdings(process.pid)
+
+    def each(program: str) -> Holdings:
+        few, many = playing(program, FEW), playing(program, MANY)
+        return many.each_further(few, MANY - FEW)
+
+    rounds = [(each("player_crowd"), each("bare_crowd")) for _ in range(ROUNDS)]
+    memory, bare_memory = side_by_side(rounds, lambda held: held.memory)
+    threads, bare_threads = side_by_side(rounds, lambda held: held.threads)
+    descriptors, bare_descriptors = side_by_side(rounds, lambda held: held.descriptors)
+    return Section(
+        "Memory of a playing player",
+        f"{FEW} and {MANY} players play a track of an hour into ALSA's null device, beside as many "
+        "threads with a bare loop each. The difference of the two processes, which are halted while "
+        "they are looked at, gives what each further player holds. Memory is what "
+        "`/proc/PID/smaps_rollup` counts as private.",
+        [
+            Row(
+                f"Memory of each player, {MANY} playing",
+                "KiB",
+                memory,
+                "bare loop",
+                bare_memory,
+                (
+                    Check(memory.over(bare_memory), "at most", 2),
+                    Check(memory, "at most", 160, "KiB"),
+                ),
+            ),
+            Row(
+                "Threads of each player",
+                "",
+                threads,
+                "bare loop",
+                bare_threads,
+                (Check(threads, "at most", 1, "thread"),),
+            ),
+            Row(
+                "Descriptors of each player",
+                "",
+                descriptors,
+                "bare loop",
+                bare_descriptors,
+                (Check(descriptors.minus(bare_descriptors), "at most", 0, "more"),),
+            ),
+        ],
+    )

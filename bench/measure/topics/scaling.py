@@ -1,0 +1,63 @@
+"""What many players at once cost."""
+
+from __future__ import annotations
+
+from ..bench import Bench
+from ..figures import Check, Plot, Row, Section, side_by_side
+from ..processes import next_line, running
+
+COUNTS = [1, 8, 32, 128, 512]
+PLAYED = 2560
+"""Seconds of audio that a crowd plays together."""
+LONGEST, SHORTEST = 600, 5
+ROUNDS = 5
+
+
+def measure(bench: Bench) -> Section:
+    environment = bench.null_device()
+
+    def cost(program: str, count: int) -> float:
+        """Microseconds of processor time for a second of audio of one player."""
+        seconds = min(max(PLAYED // count, SHORTEST), LONGEST)
+        command = [bench.program(program), str(count), bench.track(seconds)]
+        with running(command, environment) as process:
+            next_line(process)
+            return float(next_line(process)) * 1e6 / count / seconds
+
+    rounds = {
+        count: [(cost("player_crowd", count), cost("bare_crowd", count)) for _ in range(ROUNDS)]
+        for count in COUNTS
+    }
+    series = {count: side_by_side(measured, float) for count, measured in rounds.items()}
+    return Section(
+        "Many players at once",
+        f"{', '.join(map(str, COUNTS))} players play a track at the same time into ALSA's null "
+        "device, as fast as they can, and as many threads with a bare loop each do the same. The "
+        "figure is the processor time of the process from the first play to the last end, for each "
+        f"player and second of audio. The more players, the shorter the track: {LONGEST} s for "
+        f"{COUNTS[0]}, {SHORTEST} s for {COUNTS[-1]}.",
+        [
+            Row(
+                f"{count} playing at once",
+                "µs/s",
+                players,
+                "bare loop",
+                loops,
+                (Check(players.over(loops), "at most", 1.1),),
+            )
+            for count, (players, loops) in series.items()
+        ],
+        plots=[
+            Plot(
+                "scaling",
+                "Processor time by the number of players",
+                "players at once",
+                "µs for each player and second of audio",
+                {
+                    "player": [(count, players) for count, (players, _) in series.items()],
+                    "bare loop": [(count, loops) for count, (_, loops) in series.items()],
+                },
+                logarithmic_x=True,
+            )
+        ],
+    )

@@ -1,0 +1,50 @@
+/// \file
+/// \brief What a crowd that plays one track many times at once tells, ours and the reference alike:
+/// "playing" when all play, and the processor time from the first play to the last end, in seconds.
+#pragma once
+
+#include "countdown.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+struct crowd_options {
+    int count;
+    const char* track;
+};
+
+inline crowd_options read_crowd_options(int argc, char** argv)
+{
+    const int count = argc == 3 ? std::atoi(argv[1]) : 0;
+    if (count < 1) {
+        std::fprintf(stderr, "usage: %s COUNT TRACK\n", argv[0]);
+        std::_Exit(1);
+    }
+    return {count, argv[2]};
+}
+
+/// How far the crowd is.
+class crowd_progress
+{
+public:
+    explicit crowd_progress(int count) : loaded(count), playing(count), ended(count) {}
+
+    /// Has `play` start all of them once they are loaded, and tells until they have ended.
+    template <typename Play>
+    void tell(Play play)
+    {
+        loaded.wait();
+        const std::clock_t start = std::clock();
+        play();
+        playing.wait();
+        std::puts("playing");
+        std::fflush(stdout);
+        ended.wait();
+        std::printf("%.6f\n", static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
+    }
+
+    countdown loaded;
+    countdown playing;
+    countdown ended;
+};
