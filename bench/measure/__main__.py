@@ -17,7 +17,7 @@ from . import report
 from .bench import Bench
 from .figures import Section
 
-TOPICS = ["instructions", "realtime", "memory", "scaling", "queries", "service"]
+TOPICS = ["instructions", "realtime", "memory", "idle", "scaling", "queries", "service"]
 
 
 def main() -> int:
