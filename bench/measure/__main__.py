@@ -17,7 +17,16 @@ from . import report
 from .bench import Bench
 from .figures import Section
 
-TOPICS = ["instructions", "realtime", "memory", "idle", "scaling", "queries", "service"]
+TOPICS = [
+    "instructions",
+    "realtime",
+    "memory",
+    "idle",
+    "scaling",
+    "long_track",
+    "queries",
+    "service",
+]
 
 
 def main() -> int:
