@@ -46,12 +46,19 @@ void wake_on_time()
     prctl(PR_SET_TIMERSLACK, least_slack);
 }
 
-extern "C" void* work_off(void* queue)
+/// What a thread is given and owns.
+struct worker {
+    std::string name;
+    std::shared_ptr<task_queue> queue;
+};
+
+extern "C" void* work_off(void* given)
 {
-    const std::unique_ptr<std::shared_ptr<task_queue>> owned(
-        static_cast<std::shared_ptr<task_queue>*>(queue));
+    const std::unique_ptr<worker> self(static_cast<worker*>(given));
+    // Naming another thread goes through a file of /proc, a fifth of the time of making a player.
+    pthread_setname_np(pthread_self(), self->name.c_str());
     wake_on_time();
-    (*owned)->work();
+    self->queue->work();
     return nullptr;
 }
 
@@ -61,10 +68,8 @@ void start_worker(const std::string& name, std::shared_ptr<task_queue> queue,
                   std::size_t stack_size)
 {
     const thread_attributes attributes(stack_size);
-    auto owned = std::make_unique<std::shared_ptr<task_queue>>(std::move(queue));
+    auto owned = std::make_unique<worker>(worker{name.substr(0, longest_name), std::move(queue)});
     pthread_t thread{};
     thread_attributes::check(pthread_create(&thread, attributes.get(), work_off, owned.get()));
     static_cast<void>(owned.release()); // the thread's now
-    // The thread lives until its queue is stopped, which nobody can do before this returns.
-    pthread_setname_np(thread, name.substr(0, longest_name).c_str());
 }
