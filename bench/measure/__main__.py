@@ -20,6 +20,7 @@ from .figures import Section
 TOPICS = [
     "instructions",
     "realtime",
+    "start",
     "memory",
     "idle",
     "scaling",

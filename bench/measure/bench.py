@@ -50,6 +50,14 @@ class Bench:
         """An environment in which sound goes nowhere, as fast as it comes."""
         return self.alsa("null", "type null")
 
+    def paced_device(self) -> dict[str, str]:
+        """An environment in which sound goes nowhere at its real rate, and events are noted."""
+        return {
+            **self.alsa("paced", "type paced"),
+            "ALSA_PLUGIN_DIR": str(self.build / "lib"),
+            "BENCH_EVENTS": str(self.work / "events"),
+        }
+
 
 def _installed_module(name: str) -> Path:
     listed = subprocess.run(["dpkg", "-L", "mpg123"], capture_output=True, text=True, check=True)

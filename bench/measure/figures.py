@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import statistics
 from dataclasses import dataclass, field
-from typing import Callable, Literal, TypeVar
+from typing import Callable, Iterable, Literal, TypeVar
 
 T = TypeVar("T")
 
@@ -16,12 +16,19 @@ class Series:
     values: tuple[float, ...]
 
     @staticmethod
+    def joined(parts: Iterable[Series]) -> Series:
+        return Series(tuple(value for part in parts for value in part.values))
+
+    @staticmethod
     def of(*values: float) -> Series:
         return Series(tuple(values))
 
     @property
     def median(self) -> float:
         return statistics.median(self.values)
+
+    def percentile(self, percent: int) -> float:
+        return statistics.quantiles(self.values, n=100, method="inclusive")[percent - 1]
 
     def paired(self, other: Series, combine: Callable[[float, float], float]) -> Series:
         """Combines the rounds of both, one by one: each was measured beside its counterpart."""

@@ -50,23 +50,40 @@ public:
     void pause() { out123_pause(output_); }
     void drop() { out123_drop(output_); }
 
+    /// Drops what the device buffers, closes it and goes back to the track's start.
+    void stop()
+    {
+        drop();
+        out123_stop(output_);
+        rewind();
+    }
+
+    /// Plays the first block after a stop.
+    bool play_again()
+    {
+        ready_ = start_output();
+        return play_block();
+    }
+
 private:
     bool start()
     {
-        long rate = 0;
-        int channels = 0;
-        int encoding = 0;
-        if (mpg123_getformat(decoder_, &rate, &channels, &encoding) != MPG123_OK) {
+        if (mpg123_getformat(decoder_, &rate_, &channels_, &encoding_) != MPG123_OK) {
             return false;
         }
         mpg123_format_none(decoder_);
-        mpg123_format(decoder_, rate, channels, encoding);
+        mpg123_format(decoder_, rate_, channels_, encoding_);
         block_.resize(mpg123_outblock(decoder_));
-        return out123_start(output_, rate, channels, encoding) == OUT123_OK;
+        return start_output();
     }
+
+    bool start_output() { return out123_start(output_, rate_, channels_, encoding_) == OUT123_OK; }
 
     mpg123_handle* decoder_;
     out123_handle* output_;
+    long rate_ = 0;
+    int channels_ = 0;
+    int encoding_ = 0;
     std::vector<unsigned char> block_;
     bool ready_ = false;
 };

@@ -11,7 +11,7 @@ test="libgtest-dev libgmock-dev lame sox pulseaudio pulseaudio-utils binutils pr
 check="clang libclang-rt-dev clang-format clang-tidy black gcovr valgrind"
 model="spin gcc"
 measure="python3 lame sox valgrind"
-bench="libbenchmark-dev libuv1-dev python3-matplotlib pulseaudio pulseaudio-utils procps"
+bench="libasound2-dev libbenchmark-dev libuv1-dev python3-matplotlib pulseaudio pulseaudio-utils procps"
 
 packages=""
 for purpose in "$@"; do

@@ -1,0 +1,69 @@
+"""Moments that programs and the paced device have noted in one file, on one clock."""
+
+from __future__ import annotations
+
+import subprocess
+from dataclasses import dataclass
+from pathlib import Path
+from typing import IO
+
+from .figures import Series
+
+
+@dataclass(frozen=True)
+class Event:
+    """What happened, and when, in nanoseconds."""
+
+    what: str
+    at: int
+
+
+def events_of(command: list[str], environment: dict[str, str]) -> list[Event]:
+    """Runs `command` on the paced device and returns what was noted meanwhile, in order of time."""
+    log = _new_log(environment)
+    subprocess.run(command, env=environment, check=True, timeout=120)
+    return _events(log.read_text())
+
+
+def events_until(what: str, command: list[str], environment: dict[str, str]) -> list[Event]:
+    """The same, but ends `command` as soon as `what` was noted."""
+    log = _new_log(environment)
+    with subprocess.Popen(
+        command, env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
+    ) as process, log.open() as stream:
+        noted = _read_until(what, stream, process)
+        process.terminate()
+    return _events(noted)
+
+
+def times_between(first: str, then: str, events: list[Event]) -> Series:
+    """Milliseconds from each event `first` to the next event `then`."""
+    waiting = [event for event in events if event.what in (first, then)]
+    pairs = zip(waiting, waiting[1:])
+    gaps = [(b.at - a.at) / 1e6 for a, b in pairs if (a.what, b.what) == (first, then)]
+    if len(gaps) != sum(event.what == first for event in events):
+        raise RuntimeError(f"not every {first} was followed by a {then}")
+    return Series(tuple(gaps))
+
+
+def _new_log(environment: dict[str, str]) -> Path:
+    log = Path(environment["BENCH_EVENTS"])
+    log.write_text("")
+    return log
+
+
+def _read_until(what: str, stream: IO[str], process: subprocess.Popen[bytes]) -> str:
+    noted = ""
+    while f"{what} " not in noted:
+        try:
+            process.wait(0.01)
+        except subprocess.TimeoutExpired:
+            noted += stream.read()
+        else:
+            raise RuntimeError(f"{process.args!r} has ended before {what}")
+    return noted
+
+
+def _events(noted: str) -> list[Event]:
+    words = [line.split() for line in noted.splitlines()]
+    return sorted((Event(what, int(at)) for what, at in words), key=lambda event: event.at)

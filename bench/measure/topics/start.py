@@ -1,0 +1,70 @@
+"""How soon sound begins."""
+
+from __future__ import annotations
+
+from ..bench import Bench
+from ..events import Event, events_of, events_until, times_between
+from ..figures import Check, Row, Section, Series
+
+SONG = 240
+RUNS = 30
+PLAYS_A_RUN = 10
+
+
+def measure(bench: Bench) -> Section:
+    song = bench.track(SONG)
+    return Section(
+        "Start",
+        "The device is an ALSA plugin that takes sound at its real rate, as a card does, and notes "
+        f"when the first frames arrive. The track is {SONG} s long. Measured is the time from the "
+        "request to play a loaded player, and from `qz_audio_new` of a player that is given the track "
+        "and asked to play. The bare loop does the same work: starts an output and plays a block; "
+        "makes a decoder and an output, opens both and plays a block. Each of the "
+        f"{RUNS} rounds is a new process that opens once and then starts {PLAYS_A_RUN} times. "
+        "`qz_play` and `mpg123` are measured from their exec to the first frames.",
+        [*_library(bench, song), _program(bench, song)],
+    )
+
+
+def _library(bench: Bench, song: str) -> list[Row]:
+    environment = bench.paced_device()
+
+    def run(program: str) -> list[Event]:
+        return events_of([bench.program(program), song, str(PLAYS_A_RUN)], environment)
+
+    rounds = [(run("player_start"), run("bare_start")) for _ in range(RUNS)]
+
+    def row(what: str, event: str, limit: float) -> Row:
+        ours, bare = (
+            Series.joined(times_between(event, "first", events) for events in runs)
+            for runs in zip(*rounds)
+        )
+        added = ours.minus(bare)
+        return Row(
+            what, "ms", ours, "bare loop", bare, (Check(added, "at most", limit, "ms more"),)
+        )
+
+    return [
+        row("Play of a loaded player to the first frames", "play", 0.3),
+        row("A new player to the first frames", "open", 0.5),
+    ]
+
+
+def _program(bench: Bench, song: str) -> Row:
+    environment = bench.paced_device()
+    del environment["MPG123_MODDIR"]  # qz_play would not look for an output where it is set
+    environment["PULSE_SERVER"] = "/nonexistent"
+
+    def run(*command: str) -> Series:
+        noted = events_until("first", [bench.program("noted_exec"), *command], environment)
+        return times_between("exec", "first", noted)
+
+    rounds = [
+        (run(bench.program("qz_play"), song), run("mpg123", "-q", "-o", "alsa", song))
+        for _ in range(RUNS)
+    ]
+    ours, reference = (Series.joined(runs) for runs in zip(*rounds))
+    check = Check(ours.over(reference), "at most", 2.0)
+    return Row(
+        "`qz_play` from exec to the first frames", "ms", ours, "`mpg123`", reference, (check,)
+    )
