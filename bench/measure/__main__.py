@@ -21,6 +21,7 @@ TOPICS = [
     "instructions",
     "realtime",
     "start",
+    "halt",
     "memory",
     "idle",
     "scaling",

@@ -1,0 +1,52 @@
+// Without the library: a thread plays a track and looks at a flag between two blocks. Notes "call" before the
+// flag is set, and "told" when the thread has paused or stopped the track; once for each DELAY, in
+// milliseconds after the first block.
+//
+// usage: bare_halt pause|stop TRACK DELAY...
+
+#include "bare_track.h"
+#include "noted_event.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+namespace
+{
+
+void play_until(const std::atomic<bool>& halt, bare_track& track, bool pauses)
+{
+    while (!halt && track.play_block()) {
+    }
+    if (pauses) {
+        track.pause();
+    } else {
+        track.stop();
+    }
+    note_event("told");
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc < 4) {
+        std::fputs("usage: bare_halt pause|stop TRACK DELAY...\n", stderr);
+        return 1;
+    }
+    const bool pauses = std::strcmp(argv[1], "pause") == 0;
+    bare_track track(argv[2]);
+    for (char** delay = argv + 3; *delay != nullptr; ++delay) {
+        pauses ? track.play_block() : track.play_again();
+        std::atomic<bool> halt{false};
+        std::thread loop([&] { play_until(halt, track, pauses); });
+        std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(std::atof(*delay)));
+        note_event("call");
+        halt = true;
+        loop.join();
+    }
+    return track.failed() ? 2 : 0;
+}
