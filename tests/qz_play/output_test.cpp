@@ -239,8 +239,17 @@ TEST_F(output, fades_in_and_out)
     const double loudest = *std::max_element(levels.begin(), levels.end());
     EXPECT_GT(loudest, 10'000);
     EXPECT_LT(levels.front(), loudest / 2);
-    EXPECT_LT(levels.back(), loudest / 2);
+    EXPECT_LT(levels[levels.size() - 5], loudest * 0.75) << "half a second before the end";
     EXPECT_GT(levels[levels.size() / 2], loudest * 0.9);
+}
+
+TEST_F(output, fades_out_alone)
+{
+    const std::vector<double> levels = heard({"--fade-out", "1"}, make_track({"tone.mp3", "3"}));
+    const double loudest = *std::max_element(levels.begin(), levels.end());
+    EXPECT_GT(loudest, 10'000);
+    EXPECT_GT(levels[levels.size() / 2], loudest * 0.9);
+    EXPECT_LT(levels[levels.size() - 5], loudest * 0.75) << "half a second before the end";
 }
 
 TEST_F(output, fades_a_track_that_is_shorter_than_its_fades)

@@ -70,7 +70,10 @@ int session::run()
 
 void session::play_track(std::size_t index)
 try {
-    const track next = inspect_track(options_.tracks[index]);
+    track next = inspect_track(options_.tracks[index]);
+    if (needs_size_at_once()) {
+        next.size = measure_track(next.path);
+    }
     if (!player_) {
         start_output();
     }
@@ -80,6 +83,13 @@ try {
 } catch (const track_failure& failure) {
     display_.error(failure.what());
     ++failed_;
+}
+
+/// A fade-in must not falter while the file is read through, and sound into a file is soon over. Any other
+/// track sounds first.
+bool session::needs_size_at_once() const
+{
+    return options_.wav || options_.fade_in > seconds::zero();
 }
 
 /// Only now, with something to play: a wrong name is told on a machine without sound, too.
@@ -116,6 +126,10 @@ void session::play(const track& next, std::size_t index)
         wav_->begin(wav_file_of_track(*options_.wav, index, options_.tracks.size()), next.path);
     }
     run_.emplace(*player_, next, options_, status_);
+    wait_until([this] { return run_->begun(); });
+    if (run_->sounds() && !needs_size_at_once()) {
+        run_->learn_size(measure_track(next.path));
+    }
     wait_until([this] { return run_->over(); });
     const std::string problem = problem_of_run();
     run_.reset();

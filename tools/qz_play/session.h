@@ -26,6 +26,7 @@ public:
 
 private:
     void play_track(std::size_t index);
+    [[nodiscard]] bool needs_size_at_once() const;
     void start_output();
     void finish_output();
     void play(const track& next, std::size_t index);

@@ -5,6 +5,7 @@
 #include <mpg123.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <memory>
 #include <system_error>
 
@@ -57,25 +58,23 @@ decoder_ptr new_decoder()
     return decoder;
 }
 
-track::extent measure(const std::string& path, int file)
+/// Only a look at every frame tells the length of a file with changing bit rates and no tag.
+bool scan_holds_sound(mpg123_handle* decoder)
+{
+    mpg123_scan(decoder);
+    return mpg123_length(decoder) > 0;
+}
+
+void check_sound(const std::string& path, int file)
 {
     const decoder_ptr decoder = new_decoder();
-    long rate = 0;
-    int channels = 0;
-    int encoding = 0;
     if (mpg123_open_fd(decoder.get(), file) != MPG123_OK ||
-        mpg123_getformat(decoder.get(), &rate, &channels, &encoding) != MPG123_OK) {
+        mpg123_getformat(decoder.get(), nullptr, nullptr, nullptr) != MPG123_OK) {
         refuse(path, "this is no MPEG audio.");
     }
-    // Only a look at every frame tells the length of a file with changing bit rates and no tag.
-    mpg123_scan(decoder.get());
-    const auto frames = mpg123_length(decoder.get());
-    if (frames <= 0) {
+    if (mpg123_length(decoder.get()) <= 0 && !scan_holds_sound(decoder.get())) {
         refuse(path, "this file holds no sound.");
     }
-    const auto frame_bytes = channels * MPG123_SAMPLESIZE(encoding);
-    return {std::chrono::duration<double>(static_cast<double>(frames) / static_cast<double>(rate)),
-            static_cast<std::uintmax_t>(frames) * static_cast<std::uintmax_t>(frame_bytes)};
 }
 
 } // namespace
@@ -101,5 +100,26 @@ track inspect_track(const std::string& path)
         refuse_unreadable(path, errno);
     }
     const file_closer closer(file);
-    return {path, measure(path, file)};
+    check_sound(path, file);
+    return {path, std::nullopt};
+}
+
+std::optional<track::extent> measure_track(const std::string& path)
+{
+    std::error_code ignored;
+    const decoder_ptr decoder = new_decoder();
+    long rate = 0;
+    int channels = 0;
+    int encoding = 0;
+    if (!std::filesystem::is_regular_file(path, ignored) ||
+        mpg123_open(decoder.get(), path.c_str()) != MPG123_OK ||
+        mpg123_getformat(decoder.get(), &rate, &channels, &encoding) != MPG123_OK ||
+        !scan_holds_sound(decoder.get())) {
+        return std::nullopt;
+    }
+    const auto frames = mpg123_length(decoder.get());
+    const auto frame_bytes = channels * MPG123_SAMPLESIZE(encoding);
+    return track::extent{
+        std::chrono::duration<double>(static_cast<double>(frames) / static_cast<double>(rate)),
+        static_cast<std::uintmax_t>(frames) * static_cast<std::uintmax_t>(frame_bytes)};
 }

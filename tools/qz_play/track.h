@@ -1,5 +1,5 @@
 /// \file
-/// \brief What can be known of a track before it is played.
+/// \brief What can be known of a track beside its sound.
 #pragma once
 
 #include <chrono>
@@ -14,9 +14,12 @@ struct track {
     };
 
     std::string path;
-    std::optional<extent> size; ///< Known for an ordinary file; a pipe tells nothing beforehand.
+    std::optional<extent> size; ///< Known once it was measured.
 };
 
-/// Looks into the file at `path`: whether it can be read and holds sound, and how much. Throws
-/// `track_failure`.
+/// Looks into the file at `path`: whether it can be read and holds sound. Throws `track_failure`.
 track inspect_track(const std::string& path);
+
+/// Returns how much sound the file at `path` holds, if that can be told: a pipe tells nothing beforehand.
+/// Takes longer than `inspect_track`, and the longer the more the file holds.
+std::optional<track::extent> measure_track(const std::string& path);

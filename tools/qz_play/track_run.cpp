@@ -8,7 +8,7 @@
 #include <utility>
 
 track_run::track_run(player& audio, track played, const options& chosen, qz_audio_status status)
-    : player_(audio), track_(std::move(played)), curve_(chosen, track_), repeats_(chosen.repeat),
+    : player_(audio), options_(chosen), track_(std::move(played)), curve_(options_, track_),
       status_(status), output_was_open_(status != qz_audio_status_none)
 {
     player_.load(track_.path);
@@ -55,6 +55,12 @@ void track_run::cancel()
     }
 }
 
+void track_run::learn_size(const std::optional<track::extent>& size)
+{
+    track_.size = size;
+    curve_ = volume_curve(options_, track_);
+}
+
 void track_run::follow_clock()
 {
     if (phase_ != phase::playing) {
@@ -79,8 +85,8 @@ track_run::seconds track_run::position() const
         return elapsed;
     }
     const seconds length = track_.size->length;
-    return repeats_ ? seconds(std::fmod(elapsed.count(), length.count()))
-                    : std::min(elapsed, length);
+    return options_.repeat ? seconds(std::fmod(elapsed.count(), length.count()))
+                           : std::min(elapsed, length);
 }
 
 /// The volume is set in any case: the track before may have left another.

@@ -31,11 +31,17 @@ public:
     /// Ends the run early, which is no failure.
     void cancel();
 
+    /// Takes the track's size, found out while it plays.
+    void learn_size(const std::optional<track::extent>& size);
+
     /// Sets the volume that is due by now.
     void follow_clock();
 
     /// Returns when the volume has to change next, if it has to.
     [[nodiscard]] std::optional<seconds> next_volume_change() const;
+
+    /// Returns whether the track is past its first block, or will not get there.
+    [[nodiscard]] bool begun() const { return phase_ >= phase::playing; }
 
     [[nodiscard]] bool over() const { return phase_ == phase::over; }
 
@@ -61,9 +67,9 @@ private:
     [[nodiscard]] std::string describe(int code) const;
 
     player& player_;
-    const track track_;
-    const volume_curve curve_;
-    const bool repeats_;
+    const options& options_;
+    track track_;
+    volume_curve curve_;
     stopwatch clock_;
     phase phase_ = phase::loading;
     qz_audio_status status_;
