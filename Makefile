@@ -95,7 +95,7 @@ model: ## Has spin search the model of how a player ends
 	@$(setup) model
 	@tools/model/check.sh
 
-.PHONY: bench bench-check
+.PHONY: bench bench-check bench-peers
 bench: ## Measures everything, prints a table and writes docs/performance.md
 	@$(setup) build measure bench
 	$(call build,bench)
@@ -105,6 +105,11 @@ bench-check: ## Fails where the library adds more instructions to the decode loo
 	@$(setup) build measure
 	$(call build,bench) --target bare_loop player_loop
 	PYTHONPATH=bench $(python) -m measure build-bench --only instructions --strict
+
+bench-peers: ## Installs other players, plays a track with each and writes docs/peers.md
+	@$(setup) build measure bench peers
+	$(call build,bench) --target qz_play noted_exec asound_module_pcm_paced
+	PYTHONPATH=bench $(python) -m measure.peers build-bench docs
 
 .PHONY: clean
 clean: ## Removes what was built

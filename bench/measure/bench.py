@@ -58,6 +58,12 @@ class Bench:
             "BENCH_EVENTS": str(self.work / "events"),
         }
 
+    def paced_desktop(self) -> dict[str, str]:
+        """The same for programs that look for an output themselves: there is this device and no server."""
+        environment = {**self.paced_device(), "PULSE_SERVER": "/nonexistent"}
+        del environment["MPG123_MODDIR"]
+        return environment
+
 
 def _installed_module(name: str) -> Path:
     listed = subprocess.run(["dpkg", "-L", "mpg123"], capture_output=True, text=True, check=True)

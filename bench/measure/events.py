@@ -2,10 +2,11 @@
 
 from __future__ import annotations
 
+import contextlib
 import subprocess
 from dataclasses import dataclass
 from pathlib import Path
-from typing import IO
+from typing import IO, Iterator
 
 from .figures import Series
 
@@ -27,13 +28,24 @@ def events_of(command: list[str], environment: dict[str, str]) -> list[Event]:
 
 def events_until(what: str, command: list[str], environment: dict[str, str]) -> list[Event]:
     """The same, but ends `command` as soon as `what` was noted."""
+    with running_since(what, command, environment) as (_, noted):
+        return noted
+
+
+@contextlib.contextmanager
+def running_since(
+    what: str, command: list[str], environment: dict[str, str]
+) -> Iterator[tuple[int, list[Event]]]:
+    """A program that has noted `what`, and is ended afterwards: its process and the events so far."""
     log = _new_log(environment)
     with subprocess.Popen(
         command, env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
     ) as process, log.open() as stream:
         noted = _read_until(what, stream, process)
-        process.terminate()
-    return _events(noted)
+        try:
+            yield process.pid, _events(noted)
+        finally:
+            process.terminate()
 
 
 def times_between(first: str, then: str, events: list[Event]) -> Series:

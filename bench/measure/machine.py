@@ -21,13 +21,13 @@ PACKAGES = [
 ]
 
 
-def describe() -> str:
+def describe(packages: list[str] = PACKAGES) -> str:
     """Date, processor, system and versions, as a Markdown list."""
     facts = {
         "Date": datetime.date.today().isoformat(),
         "Processor": f"{_processor()}, {os.cpu_count()} cores",
         "Kernel": platform.release(),
-        "Packages": ", ".join(_versions()),
+        "Packages": ", ".join(_versions(packages)),
     }
     return "\n".join(f"- {name}: {value}" for name, value in facts.items())
 
@@ -39,9 +39,9 @@ def _processor() -> str:
     return platform.machine()
 
 
-def _versions() -> list[str]:
+def _versions(packages: list[str]) -> list[str]:
     listed = subprocess.run(
-        ["dpkg-query", "-W", "-f", "${db:Status-Status} ${Package} ${Version}\n", *PACKAGES],
+        ["dpkg-query", "-W", "-f", "${db:Status-Status} ${Package} ${Version}\n", *packages],
         capture_output=True,
         text=True,
         check=False,

@@ -51,9 +51,7 @@ def _library(bench: Bench, song: str) -> list[Row]:
 
 
 def _program(bench: Bench, song: str) -> Row:
-    environment = bench.paced_device()
-    del environment["MPG123_MODDIR"]  # qz_play would not look for an output where it is set
-    environment["PULSE_SERVER"] = "/nonexistent"
+    environment = bench.paced_desktop()
 
     def run(*command: str) -> Series:
         noted = events_until("first", [bench.program("noted_exec"), *command], environment)

@@ -1,0 +1,112 @@
+"""usage: python3 -m measure.peers BUILD DOCS
+
+Plays one track with several command-line players into the device of the build tree BUILD and writes
+peers.md into the folder DOCS.
+"""
+
+from __future__ import annotations
+
+import sys
+import tempfile
+import time
+from dataclasses import dataclass
+from pathlib import Path
+
+from . import machine, report
+from .bench import Bench
+from .events import running_since, times_between
+from .figures import Series
+
+PLAYERS = {
+    "qz_play": ["qz_play"],
+    "mpg123": ["mpg123", "-q", "-o", "alsa"],
+    "SoX": ["play", "-q"],
+    "mpv": ["mpv", "--no-config", "--no-video", "--really-quiet", "--ao=alsa"],
+    "GStreamer": ["gst-play-1.0", "-q", "--no-interactive", "--audiosink=alsasink"],
+}
+PACKAGES = ["mpg123", "sox", "mpv", "libgstreamer1.0-0", "gstreamer1.0-tools"]
+ROUNDS = 5
+SETTLED_SECONDS = 2
+MEASURED_SECONDS = 10
+
+TEXT = f"""\
+Written by `make bench-peers` from what it measured: command-line players play the same track of 128 kbit/s
+into the same ALSA device, which takes sound at its real rate. Noted are the time from exec to the first
+frames; the processor time of all threads over {MEASURED_SECONDS} s, from {SETTLED_SECONDS} s after the start on; then
+the memory (with its share of what other processes use, too) and the threads. The players take turns; a figure is the median of {ROUNDS} rounds, with the least and the greatest in brackets."""
+
+
+@dataclass(frozen=True)
+class Cost:
+    """What one round of one player has taken."""
+
+    start_ms: float
+    busy_percent: float
+    memory_mib: float
+    threads: float
+
+
+def main() -> None:
+    build, docs = (Path(argument).resolve() for argument in sys.argv[1:])
+    with tempfile.TemporaryDirectory() as work:
+        costs = _measure(Bench(build, Path(work)))
+    page = "\n\n".join(["# Beside other players", TEXT, machine.describe(PACKAGES), _table(costs)])
+    (docs / "peers.md").write_text(page + "\n")
+    print(_table(costs))
+
+
+def _measure(bench: Bench) -> dict[str, list[Cost]]:
+    costs: dict[str, list[Cost]] = {name: [] for name in PLAYERS}
+    for _ in range(ROUNDS):
+        for name, command in PLAYERS.items():
+            costs[name].append(_play(bench, command))
+    return costs
+
+
+def _play(bench: Bench, command: list[str]) -> Cost:
+    program = bench.program("qz_play") if command[0] == "qz_play" else command[0]
+    launched = [bench.program("noted_exec"), program, *command[1:], bench.track(60)]
+    environment = {**bench.paced_desktop(), "AUDIODRIVER": "alsa"}  # SoX goes by this one
+    with running_since("first", launched, environment) as (pid, events):
+        time.sleep(SETTLED_SECONDS)
+        busy, start = _busy_seconds(pid), time.monotonic()
+        time.sleep(MEASURED_SECONDS)
+        busy, elapsed = _busy_seconds(pid) - busy, time.monotonic() - start
+        return Cost(
+            times_between("exec", "first", events).median,
+            100 * busy / elapsed,
+            _proportional_kib(pid) / 1024,
+            len(list(Path(f"/proc/{pid}/task").iterdir())),
+        )
+
+
+def _busy_seconds(pid: int) -> float:
+    """What the threads that live have had of the processors."""
+    tasks = Path(f"/proc/{pid}/task").glob("*/schedstat")
+    return sum(int(task.read_text().split()[0]) for task in tasks) / 1e9
+
+
+def _proportional_kib(pid: int) -> int:
+    lines = Path(f"/proc/{pid}/smaps_rollup").read_text().splitlines()
+    return next(int(line.split()[1]) for line in lines if line.startswith("Pss:"))
+
+
+def _table(costs: dict[str, list[Cost]]) -> str:
+    headers = ["Player", "Start", "Processor", "Memory", "Threads"]
+    return report.table(headers, [_cells(name, rounds) for name, rounds in costs.items()])
+
+
+def _cells(name: str, rounds: list[Cost]) -> list[str]:
+    def cell(values: list[float], unit: str = "") -> str:
+        return Series(tuple(values)).show(unit)
+
+    return [
+        name,
+        cell([cost.start_ms for cost in rounds], "ms"),
+        cell([cost.busy_percent for cost in rounds], "%"),
+        cell([cost.memory_mib for cost in rounds], "MiB"),
+        cell([cost.threads for cost in rounds]),
+    ]
+
+
+main()
