@@ -27,7 +27,7 @@ template <typename Predicate>
 void wait_until(Predicate happened)
 {
     while (!happened()) {
-        std::this_thread::sleep_for(std::chrono::microseconds(100));
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
 

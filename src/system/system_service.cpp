@@ -1,5 +1,6 @@
 #include "system/system_service.h"
 
+#include "system/ended_threads.h"
 #include "system/qz_system.h"
 #include "system/thread.h"
 
@@ -18,7 +19,8 @@ constexpr std::size_t stack_size = std::size_t{8} << 20U;
 std::unique_ptr<shared_queue> start_system_service()
 {
     auto queue = std::make_unique<shared_queue>(std::make_shared<task_queue>());
-    start_worker("system", *queue, stack_size);
+    join_all_at_exit();
+    start_thread("system", stack_size, [worked_off = *queue] { worked_off->work(); });
     return queue;
 }
 

@@ -4,6 +4,7 @@
 #include <sys/prctl.h>
 
 #include <cstddef>
+#include <memory>
 #include <system_error>
 #include <utility>
 
@@ -19,7 +20,6 @@ public:
     explicit thread_attributes(std::size_t stack_size)
     {
         check(pthread_attr_init(&attributes_));
-        check(pthread_attr_setdetachstate(&attributes_, PTHREAD_CREATE_DETACHED));
         check(pthread_attr_setstacksize(&attributes_, stack_size));
     }
     ~thread_attributes() { pthread_attr_destroy(&attributes_); }
@@ -47,29 +47,29 @@ void wake_on_time()
 }
 
 /// What a thread is given and owns.
-struct worker {
+struct task_of_thread {
     std::string name;
-    std::shared_ptr<task_queue> queue;
+    std::function<void()> work;
 };
 
-extern "C" void* work_off(void* given)
+extern "C" void* run_thread(void* given)
 {
-    const std::unique_ptr<worker> self(static_cast<worker*>(given));
+    const std::unique_ptr<task_of_thread> own(static_cast<task_of_thread*>(given));
     // Naming another thread goes through a file of /proc, a fifth of the time of making a player.
-    pthread_setname_np(pthread_self(), self->name.c_str());
+    pthread_setname_np(pthread_self(), own->name.c_str());
     wake_on_time();
-    self->queue->work();
+    own->work();
     return nullptr;
 }
 
 } // namespace
 
-void start_worker(const std::string& name, std::shared_ptr<task_queue> queue,
-                  std::size_t stack_size)
+void start_thread(const std::string& name, std::size_t stack_size, std::function<void()> work)
 {
     const thread_attributes attributes(stack_size);
-    auto owned = std::make_unique<worker>(worker{name.substr(0, longest_name), std::move(queue)});
+    auto given = std::make_unique<task_of_thread>(
+        task_of_thread{name.substr(0, longest_name), std::move(work)});
     pthread_t thread{};
-    thread_attributes::check(pthread_create(&thread, attributes.get(), work_off, owned.get()));
-    static_cast<void>(owned.release()); // the thread's now
+    thread_attributes::check(pthread_create(&thread, attributes.get(), run_thread, given.get()));
+    static_cast<void>(given.release()); // the thread's now
 }

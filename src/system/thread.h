@@ -2,16 +2,13 @@
 /// \brief Starting the threads that work off a queue.
 #pragma once
 
-#include "system/task_queue.h"
-
 #include <cstddef>
-#include <memory>
+#include <functional>
 #include <string>
 
-/// Starts a thread named `name` (its first 15 bytes) that works off `queue` until the queue is stopped.
-/// The thread owns its queue and nothing else, so that it and whoever posts to it may end in any order.
-/// It has `stack_size` bytes of stack, of which only what is touched costs memory.
+/// Starts a thread named `name` (its first 15 bytes) that does `work`, which must not throw, and then ends.
+/// The thread owns `work` and nothing else, so that it and whoever started it may end in any order. It has
+/// `stack_size` bytes of stack, of which only what is touched costs memory. Somebody has to join it.
 ///
 /// Throws `std::system_error` when the thread cannot be started.
-void start_worker(const std::string& name, std::shared_ptr<task_queue> queue,
-                  std::size_t stack_size);
+void start_thread(const std::string& name, std::size_t stack_size, std::function<void()> work);

@@ -1,5 +1,6 @@
 #include "system/thread_service.h"
 
+#include "system/ended_threads.h"
 #include "system/system_service.h"
 #include "system/thread.h"
 
@@ -32,7 +33,10 @@ _qz_thread_service::_qz_thread_service(const std::string& name)
     : queue_(std::make_shared<task_queue>())
 {
     queue_->post(block_broken_pipe_signal);
-    start_worker(name, queue_, stack_size);
+    start_thread(name, stack_size, [queue = queue_] {
+        queue->work();
+        leave_to_be_joined();
+    });
 }
 
 _qz_thread_service::~_qz_thread_service()

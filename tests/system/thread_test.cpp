@@ -2,10 +2,12 @@
 #include "service_test.h"
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -33,6 +35,14 @@ std::size_t stack_size_of_this_thread()
     pthread_attr_getstacksize(&attributes, &size);
     pthread_attr_destroy(&attributes);
     return size;
+}
+
+/// The bytes of address space that this process takes.
+std::size_t address_space()
+{
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
 } // namespace
@@ -76,6 +86,18 @@ TEST_F(ThreadTest, IsOneForEachService)
     const auto threads = thread_count();
     const std::vector<service_ptr> services{make_service(), make_service(), make_service()};
     EXPECT_EQ(thread_count(), threads + services.size());
+}
+
+TEST_F(ThreadTest, GivesItsStackBack)
+{
+    constexpr std::size_t count = 200;
+    constexpr std::size_t stacks = count << 20U;
+    const std::size_t before = address_space();
+    for (std::size_t number = 0; number < count; ++number) {
+        stop(make_service());
+        run_on_system();
+    }
+    EXPECT_LT(address_space(), before + stacks / 2);
 }
 
 TEST_F(ThreadTest, NeedsNoFileDescriptor)
