@@ -3,6 +3,7 @@
 #include "system/system_service.h"
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <mutex>
@@ -14,66 +15,71 @@ namespace
 
 struct ended_threads {
     std::mutex mutex;
-    std::vector<pthread_t> to_join;
+    std::vector<pthread_t> threads;
     bool process_ends = false;
+    const pid_t process = getpid();
 };
 
 ended_threads& ended()
 {
     // Never destroyed: threads may still end while the process does.
-    static ended_threads& threads = *new ended_threads;
-    return threads;
+    static ended_threads& left = *new ended_threads;
+    return left;
 }
 
-/// Each of them has nothing left to do but to return.
-void join_ended()
+/// Frees the stack of each, or lets it do so itself where it has not quite ended. Waits for none.
+void let_go_of_threads()
 {
-    std::vector<pthread_t> threads;
+    std::vector<pthread_t> left;
     {
         const std::lock_guard<std::mutex> lock(ended().mutex);
-        threads.swap(ended().to_join);
+        left.swap(ended().threads);
     }
-    for (const pthread_t thread : threads) {
-        pthread_join(thread, nullptr);
+    for (const pthread_t thread : left) {
+        pthread_detach(thread);
     }
 }
 
-/// Returns whether somebody will join the calling thread.
+/// Returns whether somebody will let go of the calling thread.
 bool add_this_thread()
 {
     const std::lock_guard<std::mutex> lock(ended().mutex);
     if (!ended().process_ends) {
-        ended().to_join.push_back(pthread_self());
+        ended().threads.push_back(pthread_self());
     }
     return !ended().process_ends;
 }
 
 void end_with_process()
 {
+    if (getpid() != ended().process) {
+        return; // a child of a fork has none of the threads, and perhaps a mutex that nobody unlocks
+    }
     {
         const std::lock_guard<std::mutex> lock(ended().mutex);
         ended().process_ends = true;
     }
-    join_ended();
+    let_go_of_threads();
 }
 
 } // namespace
 
-void leave_to_be_joined() noexcept
+void leave_stack_to_system_service() noexcept
 {
     bool added = false;
     try {
         added = add_this_thread();
-        system_service().post(join_ended);
-    } catch (const std::bad_alloc&) { // added already: the next thread that ends has both joined
+        system_service().post(let_go_of_threads);
+    } catch (const std::bad_alloc&) { // once added, the next thread that ends has both let go
     }
     if (!added) {
         pthread_detach(pthread_self());
     }
 }
 
-void join_all_at_exit()
+void let_go_of_threads_at_exit()
 {
-    ended();
-    std::atexit(end_with_process);
+    ended(); // made here, so that no exit has to
+    static const int registered = std::atexit(end_with_process);
+    static_cast<void>(registered);
 }

@@ -1,13 +1,12 @@
 /// \file
-/// \brief Joining the threads that have ended.
+/// \brief Letting go of the threads that have ended.
 #pragma once
 
-/// Thread that ends: has the system service join it, of which nothing is left then.
+/// Thread that ends: leaves its stack to the system service.
 ///
-/// Threads that nobody joins free their stacks themselves and wait for each other there: the end of a
-/// thousand takes half as long again.
-void leave_to_be_joined() noexcept;
+/// Threads that free their stacks themselves wait for each other there: the end of a thousand takes half
+/// as long again.
+void leave_stack_to_system_service() noexcept;
 
-/// Once, when the system service starts: sees to it that no thread is left to be joined when the process
-/// has ended.
-void join_all_at_exit();
+/// Before the system service is started, each time: lets the process end without a thread that nobody has let go of.
+void let_go_of_threads_at_exit();

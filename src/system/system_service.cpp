@@ -19,7 +19,7 @@ constexpr std::size_t stack_size = std::size_t{8} << 20U;
 std::unique_ptr<shared_queue> start_system_service()
 {
     auto queue = std::make_unique<shared_queue>(std::make_shared<task_queue>());
-    join_all_at_exit();
+    let_go_of_threads_at_exit();
     start_thread("system", stack_size, [worked_off = *queue] { worked_off->work(); });
     return queue;
 }

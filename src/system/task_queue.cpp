@@ -153,6 +153,7 @@ bool task_queue::wait_for_job(job& next)
         return true;
     }
     // Whoever posts on this core goes on meanwhile: falling asleep and being woken cost more than a task.
+    // On a busy core what is posted now may wait for others' time slices, as it would for a wake-up.
     std::this_thread::yield();
 
     std::unique_lock<std::mutex> lock(mutex_);
@@ -283,14 +284,23 @@ void task_queue::stop_locked() noexcept
 
 void task_queue::drop_the_rest()
 {
-    batch_.clear();
+    drop_batch();
     intervals rest;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         batch_.swap(posted_);
         rest.swap(dropped_);
     }
-    batch_.clear();
+    drop_batch();
+}
+
+/// One by one: a closure that is destroyed may ask for the next task.
+void task_queue::drop_batch()
+{
+    while (!batch_.empty()) {
+        const task dropped = std::move(batch_.front());
+        batch_.pop_front();
+    }
 }
 
 void task_queue::call_completions()

@@ -79,6 +79,7 @@ private:
     void publish_state();
     void stop_locked() noexcept;
     void drop_the_rest();
+    void drop_batch();
     void call_completions();
 
     std::mutex mutex_;

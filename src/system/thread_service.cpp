@@ -35,7 +35,7 @@ _qz_thread_service::_qz_thread_service(const std::string& name)
     queue_->post(block_broken_pipe_signal);
     start_thread(name, stack_size, [queue = queue_] {
         queue->work();
-        leave_to_be_joined();
+        leave_stack_to_system_service();
     });
 }
 
