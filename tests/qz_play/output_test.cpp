@@ -101,6 +101,12 @@ private:
     }
 };
 
+void expect_fade_out_of_a_second(const std::vector<double>& levels, double loudest)
+{
+    EXPECT_LT(levels.at(levels.size() - 5), loudest * 0.75) << "half a second before the end";
+    EXPECT_LT(levels.at(levels.size() - 2), loudest / 3) << "the second-last tenth";
+}
+
 } // namespace
 
 TEST_F(output, that_is_nowhere_is_an_error_that_names_the_way_out)
@@ -239,7 +245,7 @@ TEST_F(output, fades_in_and_out)
     const double loudest = *std::max_element(levels.begin(), levels.end());
     EXPECT_GT(loudest, 10'000);
     EXPECT_LT(levels.front(), loudest / 2);
-    EXPECT_LT(levels[levels.size() - 5], loudest * 0.75) << "half a second before the end";
+    expect_fade_out_of_a_second(levels, loudest);
     EXPECT_GT(levels[levels.size() / 2], loudest * 0.9);
 }
 
@@ -249,7 +255,7 @@ TEST_F(output, fades_out_alone)
     const double loudest = *std::max_element(levels.begin(), levels.end());
     EXPECT_GT(loudest, 10'000);
     EXPECT_GT(levels[levels.size() / 2], loudest * 0.9);
-    EXPECT_LT(levels[levels.size() - 5], loudest * 0.75) << "half a second before the end";
+    expect_fade_out_of_a_second(levels, loudest);
 }
 
 TEST_F(output, fades_a_track_that_is_shorter_than_its_fades)
@@ -258,5 +264,13 @@ TEST_F(output, fades_a_track_that_is_shorter_than_its_fades)
         heard({"--fade-in", "3", "--fade-out", "3"}, make_track({"tone.mp3", "2"}));
     const double loudest = *std::max_element(levels.begin(), levels.end());
     EXPECT_LT(loudest, 10'000) << "a third of the volume is all that it can reach";
+    EXPECT_LT(levels.back(), loudest / 2);
+}
+
+TEST_F(output, fades_out_a_track_that_is_shorter_than_the_fade)
+{
+    const std::vector<double> levels = heard({"--fade-out", "20"}, make_track({"tone.mp3", "2"}));
+    const double loudest = *std::max_element(levels.begin(), levels.end());
+    EXPECT_LT(loudest, 5'000) << "a tenth of the volume is where it begins";
     EXPECT_LT(levels.back(), loudest / 2);
 }

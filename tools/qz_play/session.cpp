@@ -85,11 +85,11 @@ try {
     ++failed_;
 }
 
-/// A fade-in must not falter while the file is read through, and sound into a file is soon over. Any other
-/// track sounds first.
+/// A fade-in must not falter while the file is read through, a fade-out may have to begin with the track, and
+/// sound into a file is soon over. Any other track sounds first.
 bool session::needs_size_at_once() const
 {
-    return options_.wav || options_.fade_in > seconds::zero();
+    return options_.wav || options_.fade_in + options_.fade_out > seconds::zero();
 }
 
 /// Only now, with something to play: a wrong name is told on a machine without sound, too.
