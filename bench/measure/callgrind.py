@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import os
 import re
 import subprocess
 import tempfile
@@ -17,7 +16,7 @@ def instructions(command: list[str], environment: dict[str, str]) -> int:
         return _total(out.read_text())
 
 
-def dumped_instructions(command: list[str]) -> dict[str, int]:
+def dumped_instructions(command: list[str], environment: dict[str, str]) -> dict[str, int]:
     """Runs `command`, which has callgrind dump its counts several times, each time under a name.
 
     Returns by these names how many instructions the main thread executed.
@@ -25,7 +24,7 @@ def dumped_instructions(command: list[str]) -> dict[str, int]:
     with tempfile.TemporaryDirectory() as folder:
         out = Path(folder) / "callgrind.out"
         options = [f"--callgrind-out-file={out}", "--separate-threads=yes"]
-        _run([*options, *command], dict(os.environ))
+        _run([*options, *command], environment)
         dumps = [dump.read_text() for dump in Path(folder).glob("callgrind.out.*-01")]
     return {_find(r"^desc: Trigger: Client Request: (.+)$", dump): _total(dump) for dump in dumps}
 

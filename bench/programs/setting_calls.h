@@ -106,10 +106,21 @@ inline const std::array setting_calls{
     },
 };
 
-/// Requests, which are posted, and the output-module path, which all players share.
+/// Requests, which are posted, and the output-module path, which all players share. A track that is set opens
+/// the output, so that these need a silent one.
 inline const std::array player_calls{
     player_call{"qz_audio_set_repeat",
                 [](const qz_audio_ptr& player) { qz_audio_set_repeat(player, false); }},
+    player_call{"qz_audio_set_audio_track",
+                [](const qz_audio_ptr& player) { qz_audio_set_audio_track(player, "song.mp3"); }},
+    player_call{"qz_audio_set_volume",
+                [](const qz_audio_ptr& player) { qz_audio_set_volume(player, 50); }},
+    player_call{
+        "qz_audio_volume_increment_timeout_start",
+        [](const qz_audio_ptr& player) { qz_audio_volume_increment_timeout_start(player, 100); }},
+    player_call{
+        "qz_audio_volume_decrement_timeout_start",
+        [](const qz_audio_ptr& player) { qz_audio_volume_decrement_timeout_start(player, 0); }},
     player_call{"qz_audio_pause", [](const qz_audio_ptr& player) { qz_audio_pause(player); }},
     player_call{"qz_audio_stop",
                 [](const qz_audio_ptr& player) { qz_audio_stop(player, nullptr); }},

@@ -30,7 +30,9 @@ The difference is the price of two promises. Each access of a property is report
 when it went well, with its text, its name and its place in the source, as strings made for the report;
 and values are the platform's `boost::any`, so that a read copies one and a write makes one. The last
 table counts, by callgrind, the instructions of a call on its own thread, and those of such a report by
-itself; those of a request vary with what the player's thread does meanwhile.
+itself; those of a request vary with what the player's thread does meanwhile. Only counted, and not
+timed, are the requests, since what they cost the caller is a post, and a player asked without a pause
+would fall ever further behind; and the output-module path, which is no property of a player.
 
 Players do not wait for each other: no mutex that one of these calls locks, or one of the requests in
 the last table, is locked for another player too. A program that notes every `pthread_mutex_lock` of the
@@ -100,14 +102,21 @@ def _times(times: dict[str, Series], calls: list[str], way: str) -> Table:
 
 def _locks(bench: Bench) -> dict[str, Locks]:
     run = subprocess.run(
-        [bench.program("settings_locks")], capture_output=True, text=True, check=True, timeout=60
+        [bench.program("settings_locks")],
+        env=bench.null_device(),
+        capture_output=True,
+        text=True,
+        check=True,
+        timeout=60,
     )
     lines = (line.split() for line in run.stdout.splitlines())
     return {call: Locks(int(locked), int(common)) for call, locked, common in lines}
 
 
 def _instructions(bench: Bench, locks: dict[str, Locks]) -> Table:
-    counted = dumped_instructions([bench.program("settings_instructions"), str(COUNTED_CALLS)])
+    counted = dumped_instructions(
+        [bench.program("settings_instructions"), str(COUNTED_CALLS)], bench.null_device()
+    )
 
     def show(name: str) -> str:
         return f"{counted[name] / COUNTED_CALLS:,.0f}" if name in counted else ""
