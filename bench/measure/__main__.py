@@ -38,7 +38,7 @@ def main() -> int:
         sections = [_measure(topic, bench) for topic in arguments.only]
     print(report.summary(sections))
     if arguments.write:
-        _write(sections, arguments.write)
+        _write(sections, arguments.write, bench.build)
     missed = report.missed(sections)
     for line in missed:
         print(f"missed: {line}", file=sys.stderr)
@@ -59,13 +59,13 @@ def _measure(topic: str, bench: Bench) -> Section:
     return importlib.import_module(f".topics.{topic}", __package__).measure(bench)
 
 
-def _write(sections: list[Section], docs: Path) -> None:
+def _write(sections: list[Section], docs: Path, build: Path) -> None:
     from . import machine, plots  # matplotlib is needed here only
 
     for section in sections:
         for plot in section.plots:
             plots.write(plot, docs / "performance")
-    (docs / "performance.md").write_text(report.page(sections, machine.describe()))
+    (docs / "performance.md").write_text(report.page(sections, machine.describe(build)))
 
 
 sys.exit(main())

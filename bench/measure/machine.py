@@ -21,13 +21,14 @@ PACKAGES = [
 ]
 
 
-def describe(packages: list[str] = PACKAGES) -> str:
-    """Date, processor, system and versions, as a Markdown list."""
+def describe(build: Path, packages: list[str] = PACKAGES) -> str:
+    """Date, processor, system, versions and the kind of the build tree, as a Markdown list."""
     facts = {
         "Date": datetime.date.today().isoformat(),
         "Processor": f"{_processor()}, {os.cpu_count()} cores",
         "Kernel": platform.release(),
         "Packages": ", ".join(_versions(packages)),
+        "Build type": _build_type(build),
     }
     return "\n".join(f"- {name}: {value}" for name, value in facts.items())
 
@@ -37,6 +38,11 @@ def _processor() -> str:
         if line.startswith("model name"):
             return line.partition(":")[2].strip()
     return platform.machine()
+
+
+def _build_type(build: Path) -> str:
+    cache = (build / "CMakeCache.txt").read_text().splitlines()
+    return next(line.partition("=")[2] for line in cache if line.startswith("CMAKE_BUILD_TYPE:"))
 
 
 def _versions(packages: list[str]) -> list[str]:

@@ -50,7 +50,9 @@ def main() -> None:
     build, docs = (Path(argument).resolve() for argument in sys.argv[1:])
     with tempfile.TemporaryDirectory() as work:
         costs = _measure(Bench(build, Path(work)))
-    page = "\n\n".join(["# Beside other players", TEXT, machine.describe(PACKAGES), _table(costs)])
+    page = "\n\n".join(
+        ["# Beside other players", TEXT, machine.describe(build, PACKAGES), _table(costs)]
+    )
     (docs / "peers.md").write_text(page + "\n")
     print(_table(costs))
 

@@ -68,14 +68,17 @@ void asio_timer(benchmark::State& state)
     for (auto _ : state) {
         observer seen;
         std::function<void()> wait = [&] {
-            timer.expires_after(period);
             timer.async_wait([&](const boost::system::error_code&) {
+                timer.expires_after(period); // from the start of the tick, as the service does
                 if (seen.tick()) {
                     wait();
                 }
             });
         };
-        context.post(wait);
+        context.post([&] {
+            timer.expires_after(period);
+            wait();
+        });
         seen.report(state);
     }
 }

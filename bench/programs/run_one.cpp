@@ -55,7 +55,7 @@ BENCHMARK(service_interval_armed);
 
 void asio_idle(benchmark::State& state)
 {
-    boost::asio::io_context context;
+    boost::asio::io_context context{1};
     const auto work = boost::asio::make_work_guard(context);
     for (auto _ : state) {
         benchmark::DoNotOptimize(context.poll_one());
@@ -65,7 +65,7 @@ BENCHMARK(asio_idle);
 
 void asio_timer_armed(benchmark::State& state)
 {
-    boost::asio::io_context context;
+    boost::asio::io_context context{1};
     boost::asio::steady_timer timer(context, std::chrono::hours(1));
     timer.async_wait([](const boost::system::error_code&) {});
     for (auto _ : state) {

@@ -41,7 +41,7 @@ private:
     const boost::shared_ptr<_qz_thread_service> service_;
 };
 
-/// Boost.Asio: an io_context with one thread.
+/// Boost.Asio: an io_context told that it has but one thread, which still locks, so that others may post.
 class running_context
 {
 public:
@@ -63,7 +63,7 @@ public:
     [[nodiscard]] boost::asio::io_context& get() { return context_; }
 
 private:
-    boost::asio::io_context context_;
+    boost::asio::io_context context_{1};
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
     std::thread thread_;
 };
