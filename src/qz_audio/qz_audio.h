@@ -26,7 +26,7 @@
 /// told, or a later one. From inside any callback you may call everything here, on its own player or another,
 /// `qz_audio_destroy` included. The handle that it gets keeps the player alive while it is kept; it
 /// may be kept. The thread has 8 MiB of stack. A callback that throws is reported on standard output
-/// and nothing else happens. A registered function is copied on the player's thread, while the
+/// and nothing else happens. A registered function is copied on the library's threads, while the
 /// player's lock is held: share what it captures through pointers, so that no copy constructor of
 /// yours calls back in or throws. What a replaced callback captured is let go after the lock.
 ///
