@@ -10,6 +10,8 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import Iterator
 
+PATIENCE = 60
+
 
 @contextlib.contextmanager
 def running(command: list[str], environment: dict[str, str]) -> Iterator[subprocess.Popen[str]]:
@@ -45,6 +47,13 @@ def send_line(process: subprocess.Popen[str]) -> None:
     process.stdin.flush()
 
 
+def finish(process: subprocess.Popen[str]) -> None:
+    """Ends the program's input and waits until it has ended, too, without a failure."""
+    process.communicate(timeout=PATIENCE)
+    if process.returncode != 0:
+        raise RuntimeError(f"{process.args!r} failed")
+
+
 def cpu_seconds(processes: list[subprocess.Popen[bytes]]) -> float:
     """Waits for the programs and returns the user and system time that they have taken together."""
     total = 0.0
@@ -76,9 +85,10 @@ class Holdings:
 
 
 def holdings(pid: int) -> Holdings:
-    """Looks at a process, which is halted meanwhile."""
+    """Looks at a child process, which is halted meanwhile."""
     os.kill(pid, signal.SIGSTOP)
     try:
+        os.waitid(os.P_PID, pid, os.WSTOPPED)  # until its last thread has halted
         memory = _sum(_read(pid, "smaps_rollup"), "Private_Clean:", "Private_Dirty:")
         return Holdings(memory, len(_entries(pid, "task")), len(_entries(pid, "fd")))
     finally:

@@ -1,17 +1,22 @@
-// A player that repeats a track and fades all the time, until its standard input ends.
+// A player that repeats a track and fades all the time, until its standard input ends. Fails if
+// the volume has never changed.
 //
 // usage: fading_player TRACK
 
 #include "qz_audio/qz_audio.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 
 namespace
 {
 
+std::atomic<long> volume_changes{0};
+
 void fade_on(const qz_audio_ptr& player, int volume)
 {
+    ++volume_changes;
     if (volume == 100) {
         qz_audio_volume_decrement_timeout_start(player, 0);
     } else if (volume == 0) {
@@ -42,5 +47,9 @@ int main(int argc, char** argv)
     while (std::getchar() != EOF) {
     }
     qz_audio_destroy(player, __FILE__, __LINE__);
+    if (volume_changes == 0) {
+        std::fputs("the volume has never changed\n", stderr);
+        return 2;
+    }
     return 0;
 }

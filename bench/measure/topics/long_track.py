@@ -6,7 +6,7 @@ import subprocess
 
 from ..bench import Bench
 from ..figures import Check, Plot, Row, Section, Series
-from ..processes import bytes_read, resident_memory, running
+from ..processes import bytes_read, finish, resident_memory, running
 
 SECONDS = 3600
 BYTES_A_MINUTE = 60 * 128_000 // 8
@@ -54,7 +54,9 @@ def _play(bench: Bench) -> list[float]:
     """Memory in KiB at each of the minutes."""
     command = [bench.program("fading_player"), bench.track(SECONDS)]
     with running(command, bench.null_device()) as process:
-        return [_memory_at(minute, process) for minute in MINUTES]
+        memory = [_memory_at(minute, process) for minute in MINUTES]
+        finish(process)
+        return memory
 
 
 def _memory_at(minute: int, process: subprocess.Popen[str]) -> float:
