@@ -7,6 +7,7 @@ SEEDS ?= 20000
 FIRST ?= 1
 MINUTES ?= 31
 SECONDS ?= 60
+PREFIX ?= /usr/local
 
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
 # The one that Debian's packages are for.
@@ -23,6 +24,15 @@ help: ## Lists the targets
 build: ## Builds the libraries and qz_play into build/
 	@$(setup) build
 	$(call build,default)
+
+.PHONY: install uninstall
+install: ## Installs into PREFIX (/usr/local), below DESTDIR if that is given
+	@$(setup) build
+	cmake --preset default -DCMAKE_INSTALL_PREFIX="$(PREFIX)" && cmake --build --preset default -j $(JOBS)
+	DESTDIR="$(DESTDIR)" cmake --install build
+
+uninstall: ## Removes what the last `make install` installed; below DESTDIR if that is given
+	@DESTDIR="$(DESTDIR)" tools/setup/uninstall.sh build/install_manifest.txt
 
 .PHONY: play
 play: build ## Plays TRACK, or the sample; into a WAV file where there is no sound device

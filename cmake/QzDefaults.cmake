@@ -46,7 +46,7 @@ function(qz_add_shared_library name version_script)
   add_library(${name} SHARED ${ARGN})
   set_target_properties(${name} PROPERTIES
     VERSION ${PROJECT_VERSION}
-    SOVERSION 1
+    SOVERSION ${PROJECT_VERSION_MAJOR}
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     LINK_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${version_script}")
