@@ -121,6 +121,14 @@ bench-peers: ## Installs other players, plays a track with each and writes docs/
 	$(call build,bench) --target qz_play noted_exec asound_module_pcm_paced
 	PYTHONPATH=bench $(python) -m measure.peers build-bench docs
 
+.PHONY: deb deb-check
+deb: ## Builds the Debian packages into build-deb/ and has lintian look at them
+	@$(setup) build deb
+	tools/deb/build.sh
+
+deb-check: deb ## Installs these packages, uses them, and removes and purges them
+	tools/deb/check.sh
+
 .PHONY: clean
 clean: ## Removes what was built
 	rm -rf build build-*

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs the Debian packages that a purpose needs and that are missing.
 #
-# usage: install-packages.sh PURPOSE...   with PURPOSE one of build, test, check, model, measure, bench, peers
+# usage: install-packages.sh PURPOSE...   with PURPOSE one of build, test, check, model, measure, bench, peers, deb
 #
 # Installs as root or through sudo; without either it prints the one line to run, and fails.
 set -eu
@@ -13,6 +13,7 @@ model="spin gcc"
 measure="python3 lame sox valgrind"
 bench="libasound2-dev libbenchmark-dev libuv1-dev python3-matplotlib pulseaudio pulseaudio-utils procps"
 peers="libsox-fmt-alsa libsox-fmt-mp3 mpv gstreamer1.0-tools gstreamer1.0-plugins-base-apps gstreamer1.0-plugins-good gstreamer1.0-alsa"
+deb="build-essential debhelper lintian"
 
 packages=""
 for purpose in "$@"; do
@@ -24,6 +25,7 @@ for purpose in "$@"; do
     measure) packages="$packages $measure" ;;
     bench) packages="$packages $bench" ;;
     peers) packages="$packages $peers" ;;
+    deb) packages="$packages $deb" ;;
     *)
         echo "install-packages.sh: no such purpose: $purpose" >&2
         exit 1
