@@ -45,11 +45,15 @@ function(qz_pkg_config_folders)
   set(QZ_PC_INCLUDEDIR "${includedir}" PARENT_SCOPE)
 endfunction()
 
-# Installs a program, which finds the libraries by a path relative to itself.
+# Installs a program, which finds the libraries where they are, seen from itself.
 function(qz_install_program target)
-  file(RELATIVE_PATH to_libraries
-    "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
-  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libraries}")
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+    set(libraries "${CMAKE_INSTALL_LIBDIR}")
+  else()
+    file(RELATIVE_PATH up "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_PREFIX}")
+    set(libraries "$ORIGIN/${up}${CMAKE_INSTALL_LIBDIR}")
+  endif()
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "${libraries}")
   install(TARGETS ${target} RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endfunction()
 
