@@ -15,10 +15,8 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
 
-fail() {
-    echo "readme_test.sh: $*" >&2
-    exit 1
-}
+# shellcheck source-path=SCRIPTDIR
+. "$source_dir/tests/support/play_check.sh"
 
 first_block() {
     awk -v language="$1" -v pattern="${2:-}" -f "$source_dir/tests/readme/first_block.awk" \
@@ -47,17 +45,6 @@ build_by_cmake() {
     cp made/jukebox .
 }
 
-# A silent output that keeps what it is given.
-catch_sound() {
-    mkdir modules
-    ln -s "$module" modules
-    cat >asound.conf <<'CONFIGURATION'
-pcm.!default { type file slave.pcm { type null } file "played.wav" format "wav" }
-ctl.!default { type null }
-CONFIGURATION
-    export MPG123_MODDIR="$work/modules" ALSA_CONFIG_PATH="$work/asound.conf"
-}
-
 first_block cpp >jukebox.cpp
 case "$way" in
 by-hand) build_by_hand ;;
@@ -65,16 +52,7 @@ by-cmake) build_by_cmake ;;
 *) fail "no such way: $way" ;;
 esac
 
-sox -n -r 44100 -c 2 tone.wav synth 2 sine 440 gain -6
-lame --quiet tone.wav track.mp3
-mpg123 -q -w decoded.wav track.mp3
-catch_sound
-
-timeout -k 1 60 ./jukebox track.mp3 >told || fail "the track was not played"
-cmp played.wav decoded.wav || fail "the track sounds otherwise than libmpg123 decodes it"
-
-status=0
-timeout -k 1 60 ./jukebox missing.mp3 >>told || status=$?
-[ "$status" -eq 1 ] || fail "exit status $status for a missing track"
-
+make_track
+catch_sound "$module"
+check_player ./jukebox
 [ ! -s told ] || fail "the library has something to say of the program: $(cat told)"

@@ -7,7 +7,7 @@
 set -eu
 
 build="g++ make cmake libboost-dev libmpg123-dev mpg123 libcli11-dev"
-test="libgtest-dev libgmock-dev lame sox pulseaudio pulseaudio-utils binutils procps"
+test="libgtest-dev libgmock-dev lame sox pulseaudio pulseaudio-utils binutils procps pkgconf"
 check="clang libclang-rt-dev clang-format clang-tidy black gcovr valgrind"
 model="spin gcc"
 measure="python3 lame sox valgrind"
