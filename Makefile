@@ -82,6 +82,16 @@ coverage: ## Prints the coverage of src/ by the tests
 	gcovr --root . --filter src/ --object-directory build-coverage --exclude-throw-branches --print-summary --txt build-coverage/coverage.txt --fail-under-line 98
 	@cat build-coverage/coverage.txt
 
+.PHONY: abi abi-baseline
+abi: ## Compares the libraries' binary interfaces with the baselines in abi/
+abi: abi_does = check
+abi-baseline: ## Writes these baselines anew
+abi-baseline: abi_does = write
+abi abi-baseline:
+	@$(setup) build test abi
+	cmake --preset test && cmake --build --preset test -j $(JOBS) --target qz_audio
+	@tools/abi/abi.sh $(abi_does) build
+
 .PHONY: format
 format: ## Formats the sources
 	@$(setup) check

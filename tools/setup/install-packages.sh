@@ -1,7 +1,8 @@
 #!/bin/sh
 # Installs the Debian packages that a purpose needs and that are missing.
 #
-# usage: install-packages.sh PURPOSE...   with PURPOSE one of build, test, check, model, measure, bench, peers, deb
+# usage: install-packages.sh PURPOSE...   with PURPOSE one of build, test, check, abi, model, measure, bench, peers,
+# deb
 #
 # Installs as root or through sudo; without either it prints the one line to run, and fails.
 set -eu
@@ -9,6 +10,7 @@ set -eu
 build="g++ make cmake libboost-dev libmpg123-dev mpg123 libcli11-dev"
 test="libgtest-dev libgmock-dev lame sox pulseaudio pulseaudio-utils binutils procps pkgconf"
 check="clang libclang-rt-dev clang-format clang-tidy black gcovr valgrind"
+abi="abigail-tools"
 model="spin gcc"
 measure="python3 lame sox valgrind"
 bench="libasound2-dev libbenchmark-dev libuv1-dev python3-matplotlib pulseaudio pulseaudio-utils procps"
@@ -21,6 +23,7 @@ for purpose in "$@"; do
     build) packages="$packages $build" ;;
     test) packages="$packages $test" ;;
     check) packages="$packages $check" ;;
+    abi) packages="$packages $abi" ;;
     model) packages="$packages $model" ;;
     measure) packages="$packages $measure" ;;
     bench) packages="$packages $bench" ;;
