@@ -43,8 +43,12 @@ fi
 
 missing=""
 for package in $packages; do
-    status=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
-    [ "$status" = installed ] || missing="$missing $package"
+    # One word for each architecture that the package is known for.
+    states=$(dpkg-query -W -f '${db:Status-Status} ' "$package" 2>/dev/null || true)
+    case " $states" in
+    *" installed "*) ;;
+    *) missing="$missing $package" ;;
+    esac
 done
 [ -n "$missing" ] || exit 0
 
