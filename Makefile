@@ -96,13 +96,13 @@ abi abi-baseline:
 format: ## Formats the sources
 	@$(setup) check
 	clang-format -i $(SOURCES)
-	black --quiet bench
+	black --quiet bench docs
 
 .PHONY: format-check
 format-check: ## Checks the format of the sources
 	@$(setup) check
 	@clang-format --dry-run -Werror $(SOURCES)
-	@black --quiet --check bench || { black --diff --quiet bench; exit 1; }
+	@black --quiet --check bench docs || { black --diff --quiet bench docs; exit 1; }
 
 .PHONY: tidy
 tidy: ## Builds with clang and checks the folders TIDY (src tools) with clang-tidy
@@ -138,6 +138,12 @@ deb: ## Builds the Debian packages into build-deb/ and has lintian look at them
 
 deb-check: deb ## Installs these packages, uses them, and removes and purges them
 	tools/deb/check.sh
+
+.PHONY: docs
+docs: ## Writes the documentation, build-docs/html/index.html
+	@$(setup) build docs
+	$(call build,docs) --target docs
+	@echo "Open build-docs/html/index.html"
 
 .PHONY: clean
 clean: ## Removes what was built

@@ -2,7 +2,7 @@
 # Installs the Debian packages that a purpose needs and that are missing.
 #
 # usage: install-packages.sh PURPOSE...   with PURPOSE one of build, test, check, abi, model, measure, bench, peers,
-# deb
+# docs, deb
 #
 # Installs as root or through sudo; without either it prints the one line to run, and fails.
 set -eu
@@ -14,6 +14,7 @@ abi="abigail-tools"
 model="spin gcc"
 measure="python3 lame sox valgrind"
 bench="libasound2-dev libbenchmark-dev libuv1-dev python3-matplotlib pulseaudio pulseaudio-utils procps"
+docs="doxygen graphviz python3 mandoc"
 peers="libsox-fmt-alsa libsox-fmt-mp3 mpv gstreamer1.0-tools gstreamer1.0-plugins-base-apps gstreamer1.0-plugins-good gstreamer1.0-alsa"
 deb="build-essential debhelper lintian"
 
@@ -27,6 +28,7 @@ for purpose in "$@"; do
     model) packages="$packages $model" ;;
     measure) packages="$packages $measure" ;;
     bench) packages="$packages $bench" ;;
+    docs) packages="$packages $docs" ;;
     peers) packages="$packages $peers" ;;
     deb) packages="$packages $deb" ;;
     *)
