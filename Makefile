@@ -67,8 +67,15 @@ fuzz: ## Runs each fuzz harness for SECONDS (60)
 	$(call build,fuzz) --target track_fuzzer calls_fuzzer
 	tests/fuzz/run.sh build-fuzz $(SECONDS)
 
+.PHONY: cross
+cross: ## Builds the libraries and qz_play for arm64 and plays TRACK under qemu
+	@$(setup) build test cross
+	$(call build,cross)
+	@tools/cross/play.sh build-cross "$(TRACK)"
+
 .PHONY: full
 full: ## Runs the gates that take long, more than an hour
+	$(MAKE) cross
 	$(MAKE) valgrind
 	$(MAKE) simulate SEEDS=1000000
 	$(MAKE) fuzz SECONDS=600

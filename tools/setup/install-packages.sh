@@ -2,7 +2,7 @@
 # Installs the Debian packages that a purpose needs and that are missing.
 #
 # usage: install-packages.sh PURPOSE...   with PURPOSE one of build, test, check, abi, model, measure, bench, peers,
-# docs, deb
+# docs, deb, cross
 #
 # Installs as root or through sudo; without either it prints the one line to run, and fails.
 set -eu
@@ -18,6 +18,9 @@ docs="doxygen graphviz python3 mandoc"
 peers="libsox-fmt-alsa libsox-fmt-mp3 mpv gstreamer1.0-tools gstreamer1.0-plugins-base-apps gstreamer1.0-plugins-good gstreamer1.0-alsa"
 deb="build-essential debhelper git lame lintian pkgconf sox"
 
+# Never mpg123:arm64, which would remove this machine's own.
+cross="g++-aarch64-linux-gnu qemu-user libmpg123-dev:arm64 libasound2:arm64 libstdc++6:arm64"
+
 packages=""
 for purpose in "$@"; do
     case "$purpose" in
@@ -31,6 +34,7 @@ for purpose in "$@"; do
     docs) packages="$packages $docs" ;;
     peers) packages="$packages $peers" ;;
     deb) packages="$packages $deb" ;;
+    cross) packages="$packages $cross" ;;
     *)
         echo "install-packages.sh: no such purpose: $purpose" >&2
         exit 1
@@ -54,18 +58,23 @@ for package in $packages; do
 done
 [ -n "$missing" ] || exit 0
 
+case "$missing" in
+*:arm64*) prepare="dpkg --add-architecture arm64 && apt-get update" ;;
+*) prepare="apt-get update" ;;
+esac
+
 if [ "$(id -u)" -eq 0 ]; then
     as_root=""
 elif command -v sudo >/dev/null; then
     as_root="sudo"
 else
     echo "Packages are missing. As root, run:" >&2
-    echo "apt-get update && apt-get install -y --no-install-recommends$missing" >&2
+    echo "$prepare && apt-get install -y --no-install-recommends$missing" >&2
     exit 1
 fi
 
 echo "Installing:$missing"
-$as_root apt-get update -qq
+$as_root sh -c "$prepare -qq"
 # The list is meant to be split.
 # shellcheck disable=SC2086
 $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing
