@@ -146,11 +146,12 @@ deb: ## Builds the Debian packages into build-deb/ and has lintian look at them
 deb-check: deb ## Installs these packages, uses them, and removes and purges them
 	tools/deb/check.sh
 
-.PHONY: docs
-docs: ## Writes the documentation, build-docs/html/index.html
+.PHONY: docs man
+docs: ## Writes the documentation as web pages, build-docs/html/index.html
+man: ## Writes the manual pages, for man -M build-docs/man qz_audio
+docs man:
 	@$(setup) build docs
-	$(call build,docs) --target docs
-	@echo "Open build-docs/html/index.html"
+	$(call build,docs) --target $@
 
 .PHONY: clean
 clean: ## Removes what was built
