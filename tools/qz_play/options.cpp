@@ -1,5 +1,6 @@
 #include "options.h"
 
+#include "completion.h"
 #include "exit_status.h"
 
 #include <CLI/CLI.hpp>
@@ -61,6 +62,18 @@ void add_options(CLI::App& app, options& chosen)
         ->excludes(fade_out);
 }
 
+/// For those who build and package, so not told by help.
+void add_completion(CLI::App& app)
+{
+    const auto print = [&app](const std::string& shell) {
+        std::cout << (shell == "zsh" ? zsh_completion(app) : bash_completion(app));
+        throw CLI::Success();
+    };
+    app.add_option_function<std::string>("--print-completion", print)
+        ->check(CLI::IsMember({"bash", "zsh"}))
+        ->group("");
+}
+
 } // namespace
 
 std::variant<options, int> parse_options(int argc, char** argv)
@@ -70,6 +83,7 @@ std::variant<options, int> parse_options(int argc, char** argv)
     app.set_version_flag("--version", "qz_play " QZ_PLAY_VERSION);
     app.footer(exit_status_help);
     add_options(app, chosen);
+    add_completion(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -8,7 +8,7 @@
 set -eu
 
 build="g++ make cmake libboost-dev libmpg123-dev mpg123 libcli11-dev"
-test="libgtest-dev libgmock-dev lame sox pulseaudio pulseaudio-utils binutils procps pkgconf"
+test="libgtest-dev libgmock-dev lame sox pulseaudio pulseaudio-utils binutils procps pkgconf desktop-file-utils"
 check="clang libclang-rt-dev clang-format clang-tidy black gcovr valgrind"
 abi="abigail-tools"
 model="spin gcc"
