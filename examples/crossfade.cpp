@@ -17,7 +17,7 @@
 namespace
 {
 
-enum class word { loaded, playing, stopped, failed };
+enum class word { loaded, playing, faded, stopped, failed };
 using word_box = mailbox<word>;
 
 /// A player that has opened, and loaded, before it is needed: its play then sounds at once.
@@ -33,6 +33,11 @@ qz_audio_ptr make_player(const std::string& track, int volume,
             told->put(word::playing);
         } else if (status == qz_audio_status_stopped) {
             told->put(word::stopped);
+        }
+    });
+    qz_audio_on_volume_change(player, [told, other_end = 100 - volume](qz_audio_ptr, int reached) {
+        if (reached == other_end) {
+            told->put(word::faded);
         }
     });
     qz_audio_set_audio_volume_increment_step(player, 4);
@@ -69,6 +74,10 @@ bool crossfade(const qz_audio_ptr& first, word_box& told_first, const qz_audio_p
     std::cout << "cross-fading" << std::endl;
     qz_audio_volume_decrement_timeout_start(first, 0);
     qz_audio_volume_increment_timeout_start(second, 100);
+    if (!wait_for(told_first, word::faded) || !wait_for(told_second, word::faded)) {
+        return false;
+    }
+    std::cout << "the second track alone" << std::endl;
     return wait_for(told_second, word::stopped);
 }
 

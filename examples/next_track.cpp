@@ -88,5 +88,6 @@ int main(int argc, char* argv[])
 
     const int failed = tracks->over.take();
     qz_audio_destroy(player, __FILE__, __LINE__);
+    std::cout << failed << " failed" << std::endl;
     return failed == 0 ? 0 : 1;
 }

@@ -32,11 +32,20 @@ protected:
         return arguments;
     }
 
-    [[nodiscard]] std::string make_track(const std::string& name, const std::string& seconds) const
+    [[nodiscard]] std::string make_track(const std::string& name, const std::string& seconds,
+                                         const std::string& rate = "44100") const
     {
-        run_tool({"sox", "-n", "-r", "44100", "-c", "2", path("sound.wav"), "synth", seconds,
-                  "sine", "300-3000"});
+        run_tool({"sox", "-n", "-r", rate, "-c", "2", path("sound.wav"), "synth", seconds, "sine",
+                  "300-3000"});
         run_tool({"lame", "--quiet", "-b", "64", path("sound.wav"), path(name)});
+        return path(name);
+    }
+
+    /// The player tells two errors and then stopped where the rate changes.
+    [[nodiscard]] std::string make_damaged_track(const std::string& name) const
+    {
+        write_file(path(name), read_file(make_track("high.mp3", "0.5")) +
+                                   read_file(make_track("low.mp3", "0.5", "22050")));
         return path(name);
     }
 
@@ -111,13 +120,19 @@ TEST_F(examples_test, next_track_plays_one_after_another_and_leaves_out_what_fai
     const std::string first = make_track("first.mp3", "0.5");
     const std::string last = make_track("last.mp3", "0.7");
     write_file(path("text.mp3"), "no audio");
-    program running(
-        example("next_track", {path("missing.mp3"), first, path("text.mp3"), first, last}),
-        sound_into(path("played.wav")));
+    const std::vector<std::string> tracks{path("missing.mp3"),
+                                          first,
+                                          path("text.mp3"),
+                                          make_damaged_track("damaged.mp3"),
+                                          first,
+                                          last};
+    program running(example("next_track", tracks), sound_into(path("played.wav")));
     EXPECT_EQ(running.wait_for_exit(), 1);
-    EXPECT_EQ(running.output(), "next: " + path("missing.mp3") + "\nnext: " + first +
-                                    "\nnext: " + path("text.mp3") + "\nnext: " + first +
-                                    "\nnext: " + last + "\n");
+    std::string expected;
+    for (const std::string& track : tracks) {
+        expected += "next: " + track + "\n";
+    }
+    EXPECT_EQ(running.output(), expected + "3 failed\n");
     EXPECT_EQ(read_wav(path("played.wav")).samples, decoded(last));
 }
 
@@ -136,7 +151,7 @@ TEST_F(examples_test, crossfade_goes_from_one_track_to_the_other)
         example("crossfade", {make_track("first.mp3", "5"), make_track("second.mp3", "3"), "1"}),
         sound_to_server());
     EXPECT_EQ(running.wait_for_exit(), 0);
-    EXPECT_EQ(running.output(), "cross-fading\n");
+    EXPECT_EQ(running.output(), "cross-fading\nthe second track alone\n");
 }
 
 TEST_F(examples_test, recover_plays_the_track_again_when_the_server_is_back)
