@@ -27,8 +27,8 @@ build: ## Builds the libraries and qz_play into build/
 
 .PHONY: install uninstall
 install: ## Installs into PREFIX (/usr/local), below DESTDIR if that is given
-	@$(setup) build
-	cmake --preset default -DCMAKE_INSTALL_PREFIX="$(PREFIX)" && cmake --build --preset default -j $(JOBS)
+	@$(setup) build docs
+	cmake --preset default -DQZ_BUILD_DOCS=ON -DCMAKE_INSTALL_PREFIX="$(PREFIX)" && cmake --build --preset default -j $(JOBS)
 	DESTDIR="$(DESTDIR)" cmake --install build
 
 uninstall: ## Removes what the last `make install` installed; below DESTDIR if that is given
@@ -140,7 +140,7 @@ bench-peers: ## Installs other players, plays a track with each and writes docs/
 
 .PHONY: deb deb-check
 deb: ## Builds the Debian packages into build-deb/ and has lintian look at them
-	@$(setup) build deb
+	@$(setup) build docs deb
 	tools/deb/build.sh
 
 deb-check: deb ## Installs these packages, uses them, and removes and purges them

@@ -73,5 +73,5 @@ endfunction()
 function(qz_install_documents)
   install(FILES README.md CHANGELOG.md LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}")
   install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}"
-    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.pml" PATTERN man EXCLUDE)
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.pml" PATTERN man EXCLUDE PATTERN doxygen EXCLUDE)
 endfunction()
