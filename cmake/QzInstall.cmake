@@ -12,7 +12,10 @@ set(qz_cmake_dir "${CMAKE_INSTALL_LIBDIR}/cmake/qz")
 # usage: qz_install_library(TARGET EXPORT_NAME HEADER)
 function(qz_install_library target export_name header)
   get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)
-  set_target_properties(${target} PROPERTIES EXPORT_NAME ${export_name} INSTALL_RPATH "$ORIGIN")
+  set_target_properties(${target} PROPERTIES
+    EXPORT_NAME ${export_name}
+    INSTALL_RPATH "$ORIGIN"
+    BUILD_WITH_INSTALL_RPATH ON) # else CMake fills the path up with empty entries: the working folder
   install(TARGETS ${target} EXPORT qz
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
     INCLUDES DESTINATION "${qz_include_dir}")
@@ -54,6 +57,9 @@ function(qz_install_program target)
     set(libraries "$ORIGIN/${up}${CMAKE_INSTALL_LIBDIR}")
   endif()
   set_target_properties(${target} PROPERTIES INSTALL_RPATH "${libraries}")
+  if(CMAKE_INSTALL_LIBDIR STREQUAL "lib") # as in the build tree
+    set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+  endif()
   install(TARGETS ${target} RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endfunction()
 
