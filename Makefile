@@ -67,6 +67,12 @@ fuzz: ## Runs each fuzz harness for SECONDS (60)
 	$(call build,fuzz) --target track_fuzzer calls_fuzzer
 	tests/fuzz/run.sh build-fuzz $(SECONDS)
 
+.PHONY: compilers release clang-debug
+compilers: release clang-debug ## Builds the libraries and qz_play with g++ optimised in C++17, clang++ not optimised in C++20
+release clang-debug:
+	@$(setup) build test check
+	$(call build,$@)
+
 .PHONY: cross
 cross: ## Builds the libraries and qz_play for arm64 and plays TRACK under qemu
 	@$(setup) build test cross
@@ -75,6 +81,7 @@ cross: ## Builds the libraries and qz_play for arm64 and plays TRACK under qemu
 
 .PHONY: full
 full: ## Runs the gates that take long, more than an hour
+	$(MAKE) compilers
 	$(MAKE) cross
 	$(MAKE) valgrind
 	$(MAKE) simulate SEEDS=1000000
