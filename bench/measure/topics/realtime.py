@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import subprocess
 
 from .. import pulse
@@ -54,12 +55,13 @@ def measure(bench: Bench) -> Section:
 def _play_all(commands: dict[str, list[str]], environment: dict[str, str]) -> dict[str, float]:
     """Plays with all programs side by side: milliseconds of processor time for a second of audio."""
     started: dict[str, list[subprocess.Popen[bytes]]] = {name: [] for name in commands}
-    for _ in range(COPIES):
-        for name, command in commands.items():
-            started[name].append(
-                subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL)
-            )
-    return {
-        name: cpu_seconds(processes) * 1000 / COPIES / SECONDS
-        for name, processes in started.items()
-    }
+    with contextlib.ExitStack() as ends:
+        for _ in range(COPIES):
+            for name, command in commands.items():
+                process = subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL)
+                ends.callback(process.kill)  # where another has failed
+                started[name].append(process)
+        return {
+            name: cpu_seconds(processes) * 1000 / COPIES / SECONDS
+            for name, processes in started.items()
+        }
