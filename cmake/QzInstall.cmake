@@ -12,10 +12,11 @@ set(qz_cmake_dir "${CMAKE_INSTALL_LIBDIR}/cmake/qz")
 # usage: qz_install_library(TARGET EXPORT_NAME HEADER)
 function(qz_install_library target export_name header)
   get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)
-  set_target_properties(${target} PROPERTIES
-    EXPORT_NAME ${export_name}
-    INSTALL_RPATH "$ORIGIN"
-    BUILD_WITH_INSTALL_RPATH ON) # else CMake fills the path up with empty entries: the working folder
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${export_name} INSTALL_RPATH "$ORIGIN")
+  if(NOT CMAKE_SKIP_INSTALL_RPATH)
+    # Else CMake fills the path up with empty entries: the working folder.
+    set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+  endif()
   install(TARGETS ${target} EXPORT qz
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
     INCLUDES DESTINATION "${qz_include_dir}")
