@@ -112,8 +112,9 @@ std::string zsh_lines(const CLI::Option& option)
     std::string lines;
     for (const std::string& name : all) {
         const bool is_long = name.rfind("--", 0) == 0;
-        lines += "    '(" + joined(all, " ") + ")" + name +
-                 (value_of(option) != value::none && is_long ? "=" : "") + rest;
+        const char* const sign = value_of(option) != value::none && is_long ? "=" : "";
+        lines.append("    '(").append(joined(all, " ")).append(")");
+        lines.append(name).append(sign).append(rest);
     }
     return lines;
 }
