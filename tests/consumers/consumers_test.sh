@@ -8,16 +8,8 @@
 #   MODULE is libout123's module for ALSA. The environment names the compiler, CXX.
 set -eu
 
-way=$1
-source_dir=$2
-build_dir=$3
-module=$4
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-# shellcheck source-path=SCRIPTDIR
-. "$source_dir/tests/support/play_check.sh"
+# shellcheck source=tests/support/script_test.sh
+. "$2/tests/support/script_test.sh"
 
 install_and_move() {
     # A component's list of files has a name of its own: that of `make install` stays.

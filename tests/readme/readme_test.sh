@@ -6,17 +6,8 @@
 #   have CXXFLAGS.
 set -eu
 
-way=$1
-source_dir=$2
-build_dir=$3
-module=$4
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-
-# shellcheck source-path=SCRIPTDIR
-. "$source_dir/tests/support/play_check.sh"
+# shellcheck source=tests/support/script_test.sh
+. "$2/tests/support/script_test.sh"
 
 first_block() {
     awk -v language="$1" -v pattern="${2:-}" -f "$source_dir/tests/readme/first_block.awk" \
