@@ -12,11 +12,8 @@ set(qz_cmake_dir "${CMAKE_INSTALL_LIBDIR}/cmake/qz")
 # usage: qz_install_library(TARGET EXPORT_NAME HEADER)
 function(qz_install_library target export_name header)
   get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)
-  set_target_properties(${target} PROPERTIES EXPORT_NAME ${export_name} INSTALL_RPATH "$ORIGIN")
-  if(NOT CMAKE_SKIP_INSTALL_RPATH)
-    # Else CMake fills the path up with empty entries: the working folder.
-    set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
-  endif()
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${export_name})
+  qz_set_install_rpath(${target} "$ORIGIN")
   install(TARGETS ${target} EXPORT qz
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
     INCLUDES DESTINATION "${qz_include_dir}")
@@ -26,6 +23,17 @@ function(qz_install_library target export_name header)
   configure_file(${target}.pc.in "${PROJECT_BINARY_DIR}/${target}.pc" @ONLY)
   install(FILES "${PROJECT_BINARY_DIR}/${target}.pc"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endfunction()
+
+# Sets where an installed target looks for libraries. A path that leads there in the build tree, too, is
+# the target's from the start: else CMake fills that of the build tree up with empty entries, which mean
+# the working folder.
+function(qz_set_install_rpath target path)
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "${path}")
+  set(build_tree_paths "$ORIGIN" "$ORIGIN/../lib")
+  if(path IN_LIST build_tree_paths AND NOT CMAKE_SKIP_INSTALL_RPATH)
+    set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+  endif()
 endfunction()
 
 # Sets what a pkg-config file says of its folders, seen from where the file itself is.
@@ -57,10 +65,7 @@ function(qz_install_program target)
     file(RELATIVE_PATH up "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_PREFIX}")
     set(libraries "$ORIGIN/${up}${CMAKE_INSTALL_LIBDIR}")
   endif()
-  set_target_properties(${target} PROPERTIES INSTALL_RPATH "${libraries}")
-  if(CMAKE_INSTALL_LIBDIR STREQUAL "lib") # as in the build tree
-    set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
-  endif()
+  qz_set_install_rpath(${target} "${libraries}")
   install(TARGETS ${target} RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endfunction()
 
