@@ -52,7 +52,7 @@ test asan tsan valgrind:
 .PHONY: simulate
 simulate: ## Runs SEEDS (20000) simulations of the player, from the seed FIRST (1) on
 	@$(setup) build test
-	cmake --preset test && cmake --build --preset test -j $(JOBS) --target qz_simulate
+	$(call build,test) --target qz_simulate
 	build/bin/qz_simulate --first $(FIRST) --seeds $(SEEDS)
 
 .PHONY: soak
@@ -103,7 +103,7 @@ abi-baseline: ## Writes these baselines anew
 abi-baseline: abi_does = write
 abi abi-baseline:
 	@$(setup) build test abi
-	cmake --preset test && cmake --build --preset test -j $(JOBS) --target qz_audio
+	$(call build,test) --target qz_audio
 	@tools/abi/abi.sh $(abi_does) build
 
 .PHONY: format
