@@ -97,6 +97,17 @@ class Row:
     checks: tuple[Check, ...] = ()
 
 
+def memory_row(
+    what: str, ours: Series, reference_name: str, reference: Series, times: float, kib: float
+) -> Row:
+    """KiB that must stay within a factor of the reference's, and within a size."""
+    checks = (
+        Check(ours.over(reference), "at most", times),
+        Check(ours, "at most", kib, "KiB"),
+    )
+    return Row(what, "KiB", ours, reference_name, reference, checks)
+
+
 @dataclass(frozen=True)
 class Plot:
     """Lines over a common axis, written as docs/performance/NAME.svg."""

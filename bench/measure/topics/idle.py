@@ -7,7 +7,7 @@ import time
 from dataclasses import dataclass
 
 from ..bench import Bench
-from ..figures import Check, Row, Section, Series, side_by_side
+from ..figures import Check, Row, Section, Series, memory_row, side_by_side
 from ..processes import (
     Holdings,
     context_switches,
@@ -50,16 +50,8 @@ def measure(bench: Bench) -> Section:
         "`/proc/PID/smaps_rollup` counts as private; wake-ups are the context switches of all "
         f"threads of a process with {WATCHED} players in {WATCHED_SECONDS} s.",
         [
-            Row(
-                f"Memory of each idle player at {MANY:,}",
-                "KiB",
-                memory,
-                REFERENCE,
-                bare_memory,
-                (
-                    Check(memory.over(bare_memory), "at most", 1.5),
-                    Check(memory, "at most", 16, "KiB"),
-                ),
+            memory_row(
+                f"Memory of each idle player at {MANY:,}", memory, REFERENCE, bare_memory, 1.5, 16
             ),
             Row(
                 "Descriptors of each idle player",

@@ -5,7 +5,7 @@ from __future__ import annotations
 import time
 
 from ..bench import Bench
-from ..figures import Check, Row, Section, side_by_side
+from ..figures import Check, Row, Section, memory_row, side_by_side
 from ..processes import Holdings, holdings, next_line, running
 
 FEW, MANY = 1, 32
@@ -39,16 +39,8 @@ def measure(bench: Bench) -> Section:
         "they are looked at, gives what each further player holds. Memory is what "
         "`/proc/PID/smaps_rollup` counts as private.",
         [
-            Row(
-                f"Memory of each player, {MANY} playing",
-                "KiB",
-                memory,
-                "bare loop",
-                bare_memory,
-                (
-                    Check(memory.over(bare_memory), "at most", 2),
-                    Check(memory, "at most", 160, "KiB"),
-                ),
+            memory_row(
+                f"Memory of each player, {MANY} playing", memory, "bare loop", bare_memory, 2, 160
             ),
             Row(
                 "Threads of each player",
