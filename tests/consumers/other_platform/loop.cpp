@@ -69,8 +69,9 @@ void loop::stop()
 
 bool loop::stop(const task& completion)
 {
-    stop();
     const std::lock_guard<std::mutex> lock(mutex_);
+    stopped_ = true;
+    changed_.notify_one();
     if (!ended_) {
         completions_.push_back(completion);
     }
