@@ -23,8 +23,10 @@ public:
     decoder_library& operator=(const decoder_library&) = delete;
 };
 
-// What the threads of players may still read while the process ends: nothing here is ever destroyed,
-// but for the path where no player was made.
+constexpr const char* default_bin_path = "./bin/";
+
+// What threads may still ask for while the process ends: nothing here is ever destroyed, but for the path
+// where no player was made.
 std::string* bin_path = nullptr;
 std::mutex bin_path_mutex;
 std::atomic<bool> player_was_made{false};
@@ -33,11 +35,12 @@ std::atomic<bool> player_was_made{false};
 class bin_path_owner
 {
 public:
-    bin_path_owner() { bin_path = new std::string("./bin/"); }
+    bin_path_owner() { bin_path = new std::string(default_bin_path); }
     ~bin_path_owner()
     {
+        const std::lock_guard<std::mutex> lock(bin_path_mutex);
         if (!player_was_made) {
-            delete bin_path;
+            delete std::exchange(bin_path, nullptr);
         }
     }
     bin_path_owner(const bin_path_owner&) = delete;
@@ -77,11 +80,13 @@ void keep_library_loaded()
 void qz_audio_set_bin_path(std::string path)
 {
     const std::lock_guard<std::mutex> lock(bin_path_mutex);
-    *bin_path = std::move(path);
+    if (bin_path != nullptr) {
+        *bin_path = std::move(path);
+    }
 }
 
 std::string qz_audio_get_bin_path()
 {
     const std::lock_guard<std::mutex> lock(bin_path_mutex);
-    return *bin_path;
+    return bin_path != nullptr ? *bin_path : default_bin_path;
 }

@@ -67,6 +67,23 @@ TEST(LibraryDeathTest, LeavesTheDecoderLibraryAtExitWithOrWithoutAPlayer)
     }
 }
 
+TEST(LibraryDeathTest, AnswersWithTheUsualOutputModulePathAfterItsOwnEnd)
+{
+    EXPECT_EXIT(
+        {
+            static loaded_library* library = nullptr;
+            // Registered before the library is loaded, it runs after the library's own end.
+            std::atexit([] {
+                library->set_bin_path(long_path());
+                say(library->get_bin_path() == "./bin/" ? "the usual" : "another");
+            });
+            library = &load_for_good();
+            library->set_bin_path(long_path());
+            end_process();
+        },
+        testing::ExitedWithCode(7), "^the usual$");
+}
+
 /// What a player's thread that still runs at the very end of the process may do.
 TEST(LibraryDeathTest, KeepsTheOutputModulePathReadableAfterItsOwnEnd)
 {
