@@ -5,6 +5,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <mutex>
 #include <new>
@@ -12,6 +13,9 @@
 
 namespace
 {
+
+/// While the system service is held up, no more stacks than these wait for it.
+constexpr std::size_t most_held = 64;
 
 struct ended_threads {
     std::mutex mutex;
@@ -40,14 +44,15 @@ void let_go_of_threads()
     }
 }
 
-/// Returns whether somebody will let go of the calling thread.
+/// Returns false where nobody would let go of the calling thread, or none too soon.
 bool add_this_thread()
 {
     const std::lock_guard<std::mutex> lock(ended().mutex);
-    if (!ended().process_ends) {
-        ended().threads.push_back(pthread_self());
+    if (ended().process_ends || ended().threads.size() == most_held) {
+        return false;
     }
-    return !ended().process_ends;
+    ended().threads.push_back(pthread_self());
+    return true;
 }
 
 void end_with_process()
@@ -69,10 +74,13 @@ void leave_stack_to_system_service() noexcept
     bool added = false;
     try {
         added = add_this_thread();
-        system_service().post(let_go_of_threads);
+        if (added) {
+            system_service().post(let_go_of_threads);
+        }
     } catch (const std::bad_alloc&) { // once added, the next thread that ends has both let go
     }
     if (!added) {
+        let_go_of_threads();
         pthread_detach(pthread_self());
     }
 }

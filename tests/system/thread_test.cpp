@@ -100,6 +100,25 @@ TEST_F(ThreadTest, GivesItsStackBack)
     EXPECT_LT(address_space(), before + stacks / 2);
 }
 
+TEST_F(ThreadTest, GivesItsStackBackWhileTheSystemServiceIsHeldUp)
+{
+    constexpr std::size_t count = 1000;
+    constexpr std::size_t stacks = count << 20U;
+    event release;
+    event done;
+    post_to_system([&] {
+        EXPECT_TRUE(release.wait());
+        done.set();
+    });
+    const std::size_t before = address_space();
+    for (std::size_t number = 0; number < count; ++number) {
+        stop(make_service());
+    }
+    EXPECT_LT(address_space(), before + stacks / 2);
+    release.set();
+    EXPECT_TRUE(done.wait());
+}
+
 TEST_F(ThreadTest, NeedsNoFileDescriptor)
 {
     const auto descriptors = descriptor_count();
