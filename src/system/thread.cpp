@@ -1,7 +1,6 @@
 #include "system/thread.h"
 
 #include <pthread.h>
-#include <sys/prctl.h>
 
 #include <cstddef>
 #include <memory>
@@ -39,13 +38,6 @@ private:
     pthread_attr_t attributes_{};
 };
 
-/// Lets the calling thread's timed waits end when asked, and not up to 50 µs later, as the kernel else may.
-void wake_on_time()
-{
-    constexpr unsigned long least_slack = 1; // in nanoseconds
-    prctl(PR_SET_TIMERSLACK, least_slack);
-}
-
 /// What a thread is given and owns.
 struct task_of_thread {
     std::string name;
@@ -57,7 +49,6 @@ extern "C" void* run_thread(void* given)
     const std::unique_ptr<task_of_thread> own(static_cast<task_of_thread*>(given));
     // Naming another thread goes through a file of /proc, a fifth of the time of making a player.
     pthread_setname_np(pthread_self(), own->name.c_str());
-    wake_on_time();
     own->work();
     return nullptr;
 }
