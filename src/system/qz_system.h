@@ -144,8 +144,8 @@ qz_thread_service_set_interval(boost::shared_ptr<_qz_thread_service> service,
                                std::function<bool()> tick, unsigned long period, std::string file,
                                int line);
 
-/// Ends the interval `id`: its tick is not called again, even if it was due already. A tick that is
-/// running finishes. An id whose interval has ended is accepted and ignored.
+/// Ends the interval `id`: its tick is not called again, even if it was due already. A tick that the
+/// service's thread is running, or just about to, finishes. An id whose interval has ended is accepted and ignored.
 QZ_SYSTEM_API void qz_thread_service_clear_interval(boost::shared_ptr<_qz_thread_service> service,
                                                     unsigned long id);
 
