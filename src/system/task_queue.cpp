@@ -11,6 +11,11 @@ namespace
 
 using clock = std::chrono::steady_clock;
 
+/// A worker that has run so many jobs without a sleep lets others go on before it sleeps: in a burst of posts
+/// the next one comes at once, and falling asleep and being woken cost more than a task. Else it sleeps at
+/// once: a thread that is woken comes before the others of a busy core, one that yields after them.
+constexpr std::size_t jobs_of_burst = 64;
+
 constexpr clock::time_point never = clock::time_point::max();
 
 /// A period in milliseconds, at least 1 and at most what the clock can tell.
@@ -132,6 +137,7 @@ void task_queue::work()
         if (!wait_for_job(next)) {
             break;
         }
+        ++jobs_since_sleep_;
         run(next);
     }
     drop_the_rest();
@@ -152,9 +158,9 @@ bool task_queue::wait_for_job(job& next)
     if (take_job(next)) {
         return true;
     }
-    // Whoever posts on this core goes on meanwhile: falling asleep and being woken cost more than a task.
-    // On a busy core what is posted now may wait for others' time slices, as it would for a wake-up.
-    std::this_thread::yield();
+    if (jobs_since_sleep_ >= jobs_of_burst && next_due_ == never.time_since_epoch().count()) {
+        std::this_thread::yield();
+    }
 
     std::unique_lock<std::mutex> lock(mutex_);
     while (!stopped_) {
@@ -169,6 +175,7 @@ bool task_queue::wait_for_job(job& next)
             changed_.wait_until(lock, due);
         }
         asleep_ = false;
+        jobs_since_sleep_ = 0;
     }
     return false;
 }

@@ -28,7 +28,8 @@ public:
     /// that is never 0 and never used again.
     unsigned long start_interval(tick beat, unsigned long period);
 
-    /// Any thread: the interval's tick is not called again. Ignores an id that has ended.
+    /// Any thread: the interval's tick is not called again once what the worker has begun is over. Ignores
+    /// an id that has ended.
     void end_interval(unsigned long id);
 
     /// Worker's thread, nested to any depth: runs at most one waiting task or due tick; returns whether
@@ -100,6 +101,7 @@ private:
     std::deque<task> batch_;
     std::size_t taken_count_ = 0;
     std::size_t free_to_take_ = 0; ///< How many of the batch come before the next tick.
+    std::size_t jobs_since_sleep_ = 0;
 
     // Copies for run_one, which is called between every two blocks of sound: it takes the mutex only
     // when there is something to run.
