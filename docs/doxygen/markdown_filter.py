@@ -2,7 +2,7 @@
 """Prints a Markdown page for Doxygen.
 
 Headings get the labels that links name, made unique by the name of the page. Links to files that have no
-page become plain text. State diagrams in Mermaid become dot, since Doxygen draws with Graphviz.
+page become plain text. Images are named without their folder: Doxygen has one for all of them. State diagrams in Mermaid become dot, since Doxygen draws with Graphviz.
 
 usage: markdown_filter.py PAGE
 """
@@ -15,7 +15,8 @@ from pathlib import Path
 MERMAID = re.compile(r"^```mermaid\nstateDiagram-v2\n(.*?)^```\n", re.MULTILINE | re.DOTALL)
 TRANSITION = re.compile(r"^ *(\S+) --> (\S+?)(?:: (.*))?$", re.MULTILINE)
 HEADING = re.compile(r"^(#+ )(.*)$", re.MULTILINE)
-LINK = re.compile(r"\[([^\]]*)\]\(([^)#:\s]*)(?:#([^)\s]+))?\)")
+LINK = re.compile(r"(?<!!)\[([^\]]*)\]\(([^)#:\s]*)(?:#([^)\s]+))?\)")
+IMAGE = re.compile(r"(!\[[^\]]*\])\((\S+)\)")
 FILE_PAGES = {"qz_audio.h": "qz__audio_8h.html", "qz_system.h": "qz__system_8h.html"}
 CODE = re.compile(r"(^```.*?^```\n)", re.MULTILINE | re.DOTALL)
 
@@ -80,6 +81,7 @@ def linked(text: str, page: Path) -> str:
     for index, part in enumerate(parts[::2]):
         part = HEADING.sub(lambda found: labelled_heading(found[1], found[2], page), part)
         part = LINK.sub(lambda found: link(found[1], found[2], found[3], page), part)
+        part = IMAGE.sub(lambda found: f"{found[1]}({Path(found[2]).name})", part)
         parts[2 * index] = part
     return "".join(parts)
 
