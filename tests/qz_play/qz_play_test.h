@@ -44,7 +44,8 @@ protected:
     /// Returns a path in the test's own folder.
     [[nodiscard]] std::string path(const std::string& name) const { return folder_.path() / name; }
 
-    [[nodiscard]] std::string make_track(const sound& wanted) const;
+    /// Makes the track and returns its path.
+    std::string make_track(const sound& wanted) const; // NOLINT(modernize-use-nodiscard)
 
     /// Returns what mpg123, with further `options`, decodes the track to.
     [[nodiscard]] std::string decoded(const std::string& track,

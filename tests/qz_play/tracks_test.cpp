@@ -44,9 +44,9 @@ TEST_F(tracks, below_what_is_no_folder_are_refused)
     expect_refused(path("file/track.mp3"), "this file cannot be read: Not a directory.");
 }
 
-TEST_F(tracks, that_are_folders_are_refused)
+TEST_F(tracks, that_are_empty_folders_are_refused)
 {
-    expect_refused(path("home"), "this is a folder; name the files in it.");
+    expect_refused(path("home"), "there is no MPEG audio file in this folder.");
 }
 
 TEST_F(tracks, that_are_empty_are_refused)
@@ -97,7 +97,7 @@ TEST_F(tracks, that_fail_let_the_others_play)
                                  track + ": loaded\n" + track + ": playing\n" + track +
                                  ": stopped\n"
                                  "qz_play: " +
-                                 path("home") + ": this is a folder; name the files in it.\n" +
+                                 path("home") + ": there is no MPEG audio file in this folder.\n" +
                                  track + ": loaded\n" + track + ": playing\n" + track +
                                  ": stopped\n"
                                  "sound output: closed\n");

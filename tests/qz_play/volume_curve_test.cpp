@@ -1,4 +1,4 @@
-#include "volume_curve.h"
+#include "session/volume_curve.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,6 @@ using seconds = volume_curve::seconds;
 options with_fades(double fade_in, double fade_out)
 {
     options chosen;
-    chosen.volume = 80;
     chosen.fade_in = seconds(fade_in);
     chosen.fade_out = seconds(fade_out);
     return chosen;
@@ -18,10 +17,10 @@ options with_fades(double fade_in, double fade_out)
 
 track of_length(double length)
 {
-    return {"track", track::extent{seconds(length), 0}};
+    return {"track", track::extent{seconds(length), 0}, {}};
 }
 
-const track of_unknown_length{"track", std::nullopt};
+const track of_unknown_length{"track", std::nullopt, {}};
 
 } // namespace
 
@@ -29,7 +28,7 @@ TEST(volume_curve, without_fades_is_flat_for_ever)
 {
     const volume_curve curve(with_fades(0, 0), of_length(10));
     for (const double time : {0.0, 5.0, 10.0, 11.0}) {
-        EXPECT_EQ(curve.volume_at(seconds(time)), 80);
+        EXPECT_DOUBLE_EQ(curve.level_at(seconds(time)), 1);
         EXPECT_FALSE(curve.steady_for(seconds(time)));
     }
 }
@@ -37,12 +36,12 @@ TEST(volume_curve, without_fades_is_flat_for_ever)
 TEST(volume_curve, rises_and_falls)
 {
     const volume_curve curve(with_fades(2, 4), of_length(10));
-    EXPECT_EQ(curve.volume_at(seconds(0)), 0);
-    EXPECT_EQ(curve.volume_at(seconds(1)), 40);
-    EXPECT_EQ(curve.volume_at(seconds(2)), 80);
-    EXPECT_EQ(curve.volume_at(seconds(6)), 80);
-    EXPECT_EQ(curve.volume_at(seconds(8)), 40);
-    EXPECT_EQ(curve.volume_at(seconds(10)), 0);
+    EXPECT_DOUBLE_EQ(curve.level_at(seconds(0)), 0);
+    EXPECT_DOUBLE_EQ(curve.level_at(seconds(1)), 0.5);
+    EXPECT_DOUBLE_EQ(curve.level_at(seconds(2)), 1);
+    EXPECT_DOUBLE_EQ(curve.level_at(seconds(6)), 1);
+    EXPECT_DOUBLE_EQ(curve.level_at(seconds(8)), 0.5);
+    EXPECT_DOUBLE_EQ(curve.level_at(seconds(10)), 0);
 }
 
 TEST(volume_curve, asks_to_be_looked_at_when_it_moves)
@@ -56,15 +55,15 @@ TEST(volume_curve, asks_to_be_looked_at_when_it_moves)
 TEST(volume_curve, of_a_track_shorter_than_its_fades_stays_below_both)
 {
     const volume_curve curve(with_fades(4, 4), of_length(4));
-    EXPECT_EQ(curve.volume_at(seconds(0)), 0);
-    EXPECT_EQ(curve.volume_at(seconds(2)), 40);
-    EXPECT_EQ(curve.volume_at(seconds(4)), 0);
+    EXPECT_DOUBLE_EQ(curve.level_at(seconds(0)), 0);
+    EXPECT_DOUBLE_EQ(curve.level_at(seconds(2)), 0.5);
+    EXPECT_DOUBLE_EQ(curve.level_at(seconds(4)), 0);
 }
 
 TEST(volume_curve, of_unknown_length_does_not_fall)
 {
     const volume_curve curve(with_fades(2, 4), of_unknown_length);
-    EXPECT_EQ(curve.volume_at(seconds(1)), 40);
-    EXPECT_EQ(curve.volume_at(seconds(1000)), 80);
+    EXPECT_DOUBLE_EQ(curve.level_at(seconds(1)), 0.5);
+    EXPECT_DOUBLE_EQ(curve.level_at(seconds(1000)), 1);
     EXPECT_FALSE(curve.steady_for(seconds(1000)));
 }

@@ -1,13 +1,22 @@
-#include "display.h"
 #include "exit_status.h"
+#include "failures.h"
 #include "options.h"
-#include "session.h"
-#include "signals.h"
+#include "output/chatter.h"
+#include "playlist/collect.h"
+#include "session/session.h"
+#include "session/signals.h"
 #include "temp_folder.h"
+#include "terminal/display.h"
+#include "terminal/keyboard.h"
 
+#include <algorithm>
+#include <clocale>
 #include <csignal>
 #include <exception>
+#include <iostream>
 #include <memory>
+#include <optional>
+#include <random>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -25,29 +34,80 @@ void fill_standard_streams()
     close(file);
 }
 
+display::amount amount_to_tell(const options& chosen)
+{
+    if (chosen.verbose) {
+        return display::amount::all;
+    }
+    return chosen.quiet ? display::amount::errors : display::amount::usual;
+}
+
+track_list tracks_to_play(const options& chosen)
+{
+    const std::vector<std::string> paths = collect_tracks(chosen.names, std::cin);
+    const std::size_t count = paths.size();
+    if (count == 0) {
+        throw startup_failure("there is no track in the list; name at least one.");
+    }
+    if (chosen.start.value_or(1) > count) {
+        throw startup_failure("there is no track " + std::to_string(*chosen.start) +
+                              " to start with; the last one is " + std::to_string(count) + ".");
+    }
+    std::random_device random;
+    const std::size_t any = chosen.shuffle ? random() % count : 0;
+    track_list tracks(paths, chosen.start ? *chosen.start - 1 : any, random());
+    tracks.set_shuffle(chosen.shuffle);
+    return tracks;
+}
+
+/// Returns the terminal to read keys from, also where a list comes by standard input; -1 for none.
+int terminal_with_keys(const options& chosen)
+{
+    const auto& names = chosen.names;
+    if (std::find(names.begin(), names.end(), list_on_standard_input) != names.end()) {
+        return open("/dev/tty", O_RDONLY | O_CLOEXEC);
+    }
+    return isatty(STDIN_FILENO) != 0 ? STDIN_FILENO : -1;
+}
+
 int play(const options& chosen, display& screen)
 {
-    block_end_signals();
+    block_watched_signals();
     // A reader that has gone away, be it of the messages or of the sound, ends no track.
     std::signal(SIGPIPE, SIG_IGN);
     const temp_folder folder;
     const auto events = std::make_shared<event_queue>();
-    watch_end_signals(events, [path = folder.path()] { temp_folder::remove(path); });
-    return session(chosen, folder, events, screen).run();
+    watch_signals(events, [path = folder.path()] {
+        restore_terminal();
+        temp_folder::remove(path);
+    });
+    session run(chosen, tracks_to_play(chosen), folder, events, screen);
+    std::optional<keyboard> keys;
+    if (const int terminal = terminal_with_keys(chosen); terminal >= 0) {
+        keys.emplace(terminal, events);
+        run.on_suspension([&keys] { keys->release(); }, [&keys] { keys->take(); });
+    }
+    return run.run();
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
+    std::setlocale(LC_CTYPE, ""); // NOLINT(concurrency-mt-unsafe): there is one thread yet.
     const std::variant<options, int> parsed = parse_options(argc, argv);
     if (const int* status = std::get_if<int>(&parsed)) {
         return *status;
     }
     fill_standard_streams();
-    display screen;
+    const auto& chosen = std::get<options>(parsed);
+    display screen(amount_to_tell(chosen));
+    std::optional<hidden_chatter> hidden;
+    if (!chosen.verbose) {
+        hidden.emplace();
+    }
     try {
-        return play(std::get<options>(parsed), screen);
+        return play(chosen, screen);
     } catch (const std::exception& exception) {
         screen.error(exception.what());
         return exit_not_started;

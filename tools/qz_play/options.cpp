@@ -41,7 +41,11 @@ CLI::Option* add_fade(CLI::App& app, const std::string& name, std::chrono::durat
 
 void add_options(CLI::App& app, options& chosen)
 {
-    app.add_option("TRACK", chosen.tracks, "The files to play")->type_name("")->required();
+    app.add_option("TRACK", chosen.names,
+                   "The files to play; folders, for all that is in them; playlists (.m3u, .m3u8);\n"
+                   "- for a list on standard input")
+        ->type_name("")
+        ->required();
     app.add_option("--volume", chosen.volume, "Volume in percent, 0 to 100")
         ->type_name("N")
         ->check(CLI::Range(0, 100).description(""))
@@ -50,14 +54,27 @@ void add_options(CLI::App& app, options& chosen)
         add_fade(app, "--fade-in", chosen.fade_in, "Let each track rise from silence at its start");
     CLI::Option* fade_out =
         add_fade(app, "--fade-out", chosen.fade_out, "Let each track fall to silence at its end");
-    app.add_flag("--repeat", chosen.repeat, "Play each track over and over");
+    CLI::Option* repeat = app.add_flag("--repeat", chosen.repeat, "Play each track over and over");
+    CLI::Option* loop =
+        app.add_flag("--loop", chosen.loop, "Begin anew behind the last track")->excludes(repeat);
+    app.add_flag("--shuffle", chosen.shuffle, "Play the tracks in random order");
+    app.add_option("--start", chosen.start, "Begin with the track of this number, counted from 1")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber.description(""));
+    app.add_flag_callback(
+        "--no-smooth", [&chosen] { chosen.smooth = false; }, "Pause and stop without a short fade");
     app.add_option("--bin-path", chosen.bin_path, "Look for libout123's modules from DIR")
         ->type_name("DIR")
         ->check(CLI::ExistingDirectory.description(""));
+    CLI::Option* quiet = app.add_flag("-q,--quiet", chosen.quiet, "Tell of errors alone");
+    app.add_flag("-v,--verbose", chosen.verbose,
+                 "Tell of each change, and let the sound libraries tell what they have to")
+        ->excludes(quiet);
     app.add_option("--wav", chosen.wav,
                    "Write the sound into FILE, faster than it sounds;\n"
                    "several tracks go to FILE-1, FILE-2 and so on")
         ->type_name("FILE")
+        ->excludes(loop)
         ->excludes(fade_in)
         ->excludes(fade_out);
 }

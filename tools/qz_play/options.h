@@ -3,17 +3,24 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <variant>
 #include <vector>
 
 struct options {
-    std::vector<std::string> tracks;
+    std::vector<std::string> names; ///< Of tracks, folders and lists.
     int volume = 100;
     std::chrono::duration<double> fade_in{0};
     std::chrono::duration<double> fade_out{0};
     bool repeat = false;
+    bool loop = false;
+    bool shuffle = false;
+    std::optional<std::size_t> start; ///< The number of the first track, counted from 1.
+    bool smooth = true;
+    bool quiet = false;
+    bool verbose = false;
     std::optional<std::string> bin_path;
     std::optional<std::string> wav;
 };

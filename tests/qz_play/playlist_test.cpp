@@ -1,0 +1,101 @@
+#include "playlist/collect.h"
+#include "playlist/playlist_file.h"
+
+#include "temporary_folder.h"
+#include "wav_file.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+std::vector<std::string> read(const std::string& text)
+{
+    std::istringstream lines(text);
+    return read_playlist(lines, "/music");
+}
+
+class collected : public ::testing::Test
+{
+protected:
+    std::string make(const std::string& name, const std::string& text = "") const
+    {
+        fs::create_directories((folder_.path() / name).parent_path());
+        write_file(folder_.path() / name, text);
+        return path(name);
+    }
+
+    [[nodiscard]] std::string path(const std::string& name) const { return folder_.path() / name; }
+
+    static std::vector<std::string> collect(const std::vector<std::string>& names,
+                                            const std::string& input = "")
+    {
+        std::istringstream lines(input);
+        return collect_tracks(names, lines);
+    }
+
+private:
+    temporary_folder folder_{"qz_play_collected"};
+};
+
+} // namespace
+
+TEST(playlist, names_a_track_a_line)
+{
+    EXPECT_THAT(read("a.mp3\n/b c.mp3\nd/e.mp3"),
+                ElementsAre("/music/a.mp3", "/b c.mp3", "/music/d/e.mp3"));
+}
+
+TEST(playlist, has_comments_and_empty_lines)
+{
+    EXPECT_THAT(read("#EXTM3U\n\n#EXTINF:1,A\na.mp3\n  \n"), ElementsAre("/music/a.mp3"));
+}
+
+TEST(playlist, may_come_from_dos_and_begin_with_a_mark)
+{
+    EXPECT_THAT(read("\xef\xbb\xbf#EXTM3U\r\na.mp3\r\n"), ElementsAre("/music/a.mp3"));
+    EXPECT_THAT(read("\xef\xbb\xbf"), IsEmpty());
+}
+
+TEST_F(collected, files_stand_for_themselves_even_where_there_is_none)
+{
+    const std::string track = make("b.mp3");
+    EXPECT_THAT(collect({track, path("missing.m3u"), track}),
+                ElementsAre(track, path("missing.m3u"), track));
+}
+
+TEST_F(collected, folders_stand_for_all_tracks_below_them_in_order)
+{
+    for (const char* name : {"x/b.mp3", "x/a.MP3", "x/c/d.mp2", "x/cover.jpg", "x/list.m3u"}) {
+        make(name);
+    }
+    fs::create_directory(path("x/folder.mp3"));
+    fs::create_directory_symlink(path("x"), path("x/round"));
+    EXPECT_THAT(collect({path("x")}),
+                ElementsAre(path("x/a.MP3"), path("x/b.mp3"), path("x/c/d.mp2")));
+}
+
+TEST_F(collected, folders_without_tracks_stand_for_themselves)
+{
+    fs::create_directory(path("empty"));
+    EXPECT_THAT(collect({path("empty")}), ElementsAre(path("empty")));
+}
+
+TEST_F(collected, playlists_stand_for_what_they_name_beside_them)
+{
+    EXPECT_THAT(collect({make("x/list.M3U8", "a.mp3\n../b.mp3\n")}),
+                ElementsAre(path("x/a.mp3"), path("x/../b.mp3")));
+}
+
+TEST_F(collected, a_dash_stands_for_the_list_on_standard_input)
+{
+    EXPECT_THAT(collect({"first", "-", "last"}, "a.mp3\n/b.mp3\n"),
+                ElementsAre("first", "a.mp3", "/b.mp3", "last"));
+}

@@ -1,0 +1,69 @@
+#include "playlist/collect.h"
+
+#include "playlist/file_suffix.h"
+#include "playlist/playlist_file.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+using names = std::vector<std::string>;
+
+bool is_track(const fs::directory_entry& entry)
+{
+    std::error_code ignored;
+    return has_suffix(entry.path(), {".mp3", ".mp2", ".mp1", ".mpga"}) &&
+           !entry.is_directory(ignored);
+}
+
+/// Folders that links lead to are left out: they may lead round and round.
+names tracks_below(const fs::path& folder)
+{
+    names tracks;
+    std::error_code error;
+    for (fs::recursive_directory_iterator entry(
+             folder, fs::directory_options::skip_permission_denied, error);
+         !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+        if (is_track(*entry)) {
+            tracks.push_back(entry->path());
+        }
+    }
+    std::sort(tracks.begin(), tracks.end());
+    return tracks.empty() ? names{folder} : tracks;
+}
+
+names tracks_of_playlist(const fs::path& file)
+{
+    std::ifstream lines(file);
+    return lines ? read_playlist(lines, file.parent_path()) : names{file};
+}
+
+names tracks_of(const std::string& name, std::istream& input)
+{
+    std::error_code ignored;
+    if (name == list_on_standard_input) {
+        return read_playlist(input, "");
+    }
+    if (fs::is_directory(name, ignored)) {
+        return tracks_below(name);
+    }
+    return is_playlist(name) ? tracks_of_playlist(name) : names{name};
+}
+
+} // namespace
+
+std::vector<std::string> collect_tracks(const std::vector<std::string>& all, std::istream& input)
+{
+    names tracks;
+    for (const std::string& name : all) {
+        const names named = tracks_of(name, input);
+        tracks.insert(tracks.end(), named.begin(), named.end());
+    }
+    return tracks;
+}

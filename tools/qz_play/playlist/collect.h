@@ -1,0 +1,16 @@
+/// \file
+/// \brief From what the command line names to tracks.
+#pragma once
+
+#include <istream>
+#include <string>
+#include <vector>
+
+/// Stands for a list on standard input.
+constexpr auto list_on_standard_input = "-";
+
+/// Returns the tracks that `names` stand for, in their order: a folder for the MPEG audio files in it and
+/// below it, sorted; a playlist (.m3u, .m3u8) for what it lists; "-" for the list on `input`. Any other
+/// name stands for itself, and so does what cannot be read, or is a folder without tracks: it fails in
+/// its turn.
+std::vector<std::string> collect_tracks(const std::vector<std::string>& names, std::istream& input);

@@ -1,0 +1,56 @@
+/// \file
+/// \brief What the session is told: all that happens elsewhere reaches it through one queue.
+#pragma once
+
+#include "session/requests.h"
+
+#include "qz_audio/qz_audio.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <variant>
+
+struct status_changed {
+    qz_audio_status status;
+};
+struct error_reported {
+    int code;
+};
+struct volume_changed {
+    int volume;
+};
+struct stop_completed {
+};
+/// By a signal, like the next two.
+struct end_requested {
+};
+
+/// The process is to stop, as by Ctrl-Z.
+struct suspend_requested {
+};
+/// The process goes on after a stop, or its window has another size.
+struct screen_changed {
+};
+
+using event = std::variant<status_changed, error_reported, volume_changed, stop_completed,
+                           end_requested, suspend_requested, screen_changed, user_request>;
+
+/// Any thread pushes; one thread pops.
+class event_queue
+{
+public:
+    using clock = std::chrono::steady_clock;
+
+    void push(event happened);
+
+    /// Waits until `deadline` for the next event.
+    std::optional<event> pop_until(clock::time_point deadline);
+
+private:
+    std::mutex mutex_;
+    std::condition_variable pushed_;
+    std::deque<event> events_;
+};

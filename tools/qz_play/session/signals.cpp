@@ -1,0 +1,88 @@
+#include "session/signals.h"
+
+#include "exit_status.h"
+
+#include <csignal>
+#include <thread>
+#include <utility>
+
+#include <unistd.h>
+
+namespace
+{
+
+bool is_ignored(int signal)
+{
+    struct sigaction action {
+    };
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+/// What is ignored, as a hang-up by nohup, stays so.
+sigset_t watched_signals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGCONT, SIGWINCH}) {
+        sigaddset(&signals, signal);
+    }
+    for (const int signal : {SIGHUP, SIGTSTP}) {
+        if (!is_ignored(signal)) {
+            sigaddset(&signals, signal);
+        }
+    }
+    return signals;
+}
+
+/// Without these, reading and writing the terminal out of the background stops no process.
+void add_background_signals(sigset_t& signals)
+{
+    sigaddset(&signals, SIGTTIN);
+    sigaddset(&signals, SIGTTOU);
+}
+
+bool asks_for_end(int signal)
+{
+    return signal == SIGINT || signal == SIGTERM || signal == SIGHUP;
+}
+
+} // namespace
+
+void block_watched_signals()
+{
+    sigset_t signals = watched_signals();
+    add_background_signals(signals);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+void watch_signals(std::shared_ptr<event_queue> events, std::function<void()> clean_up)
+{
+    const auto watch = [events = std::move(events), clean_up = std::move(clean_up)] {
+        const sigset_t signals = watched_signals();
+        bool end_was_asked_for = false;
+        for (;;) {
+            int signal = 0;
+            sigwait(&signals, &signal);
+            if (!asks_for_end(signal)) {
+                signal == SIGTSTP ? events->push(suspend_requested{})
+                                  : events->push(screen_changed{});
+            } else if (std::exchange(end_was_asked_for, true)) {
+                clean_up();
+                _exit(exit_by_signal);
+            } else {
+                events->push(end_requested{});
+            }
+        }
+    };
+    std::thread(watch).detach();
+}
+
+void stop_this_process()
+{
+    sigset_t stop;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGTSTP);
+    pthread_sigmask(SIG_UNBLOCK, &stop, nullptr);
+    raise(SIGTSTP);
+    pthread_sigmask(SIG_BLOCK, &stop, nullptr);
+}
