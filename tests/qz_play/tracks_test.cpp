@@ -38,6 +38,29 @@ TEST_F(tracks, that_are_missing_are_refused)
     expect_refused(path("none.mp3"), "there is no such file.");
 }
 
+TEST_F(tracks, of_a_folder_are_played_from_the_one_to_start_with)
+{
+    make_track({"home/a.mp3"});
+    make_track({"home/b.mp3"});
+    const result played = run({"--start", "2", "--wav", path("out.wav"), path("home")});
+    EXPECT_EQ(played.status, 0);
+    EXPECT_THAT(played.errors, HasSubstr(path("home/b.mp3") + ": playing\n"));
+    EXPECT_THAT(played.errors, ::testing::Not(HasSubstr(path("home/a.mp3") + ": playing\n")));
+}
+
+TEST_F(tracks, beyond_the_list_cannot_be_started_with)
+{
+    const result refused = run({"--start", "3", "a.mp3", "b.mp3"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.errors, "qz_play: there is no track 3 to start with; the last one is 2.\n");
+}
+
+TEST_F(tracks, that_all_fail_are_not_tried_round_and_round)
+{
+    const result refused = run({"--loop", path("none.mp3"), path("neither.mp3")});
+    EXPECT_EQ(refused.status, 2);
+}
+
 TEST_F(tracks, below_what_is_no_folder_are_refused)
 {
     write_file(path("file"), "x");

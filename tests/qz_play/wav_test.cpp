@@ -131,6 +131,14 @@ TEST_P(wav_with_umask, has_ordinary_permissions)
 
 INSTANTIATE_TEST_SUITE_P(each, wav_with_umask, ::testing::Values(0022, 0002, 0077));
 
+TEST_F(wav, into_a_full_device_ends_the_program)
+{
+    const result refused = run({"--wav", "/dev/full", make_track({})});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.errors, HasSubstr("qz_play: the WAV file /dev/full cannot be written: "
+                                          "No space left on device.\n"));
+}
+
 TEST_F(wav, that_cannot_be_made_ends_the_program)
 {
     const std::string file = path("none/out.wav");

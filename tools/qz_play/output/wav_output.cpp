@@ -32,6 +32,15 @@ int valid(int descriptor)
     return descriptor;
 }
 
+/// A device tells only when something is written whether it takes anything.
+bool takes_sound(int file)
+{
+    struct stat status {
+    };
+    const bool is_device = fstat(file, &status) == 0 && S_ISCHR(status.st_mode);
+    return !is_device || write(file, "", 1) == 1;
+}
+
 int write_configuration(const std::string& text)
 {
     const int file = valid(memfd_create("asound.conf", MFD_CLOEXEC));
@@ -66,7 +75,7 @@ void wav_output::begin(const fs::path& file, const std::string& track)
     // A FIFO without a reader is an error then, not a wait.
     const int opened = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC,
                             ordinary_permissions);
-    if (opened < 0) {
+    if (opened < 0 || !takes_sound(opened)) {
         throw startup_failure("the WAV file " + file.string() + " cannot be written: " +
                               std::generic_category().message(errno) + ".");
     }

@@ -116,9 +116,13 @@ void session::start_output()
     }
 }
 
+/// A player whose output is blocked may never end, and is not waited for.
 void session::finish_output()
 {
     player_.reset();
+    if (output_blocked_) {
+        return;
+    }
     wait_until([this] { return status_ == qz_audio_status_none; });
 }
 
@@ -139,6 +143,8 @@ void session::play(const track& next)
     }
     wait_until([this] { return run_->over(); });
     const std::string problem = problem_of_run();
+    output_blocked_ = run_->blocked();
+    leaving_ = leaving_ || output_blocked_;
     run_.reset();
     if (!problem.empty()) {
         throw track_failure(problem);
@@ -153,13 +159,17 @@ std::string session::problem_of_run() const
     if (wav_ && run_->complete() && played.size && !wav_->holds(played.size->bytes)) {
         return played.path + ": the WAV file is not complete; the disk may be full.";
     }
+    if (run_->rushed()) {
+        return played.path + ": the sound output takes the sound faster than it can be heard; "
+                             "see whether the sound server still runs.";
+    }
     return run_->problem();
 }
 
 /// Turns to the track that is to be played next; returns whether there is one.
 bool session::go_on()
 {
-    if (!moved_) {
+    if (!moved_ && !leaving_) {
         leaving_ = !tracks_.has_next() || failed_in_a_row_ == tracks_.size();
         tracks_.go_to_next();
     }
@@ -290,7 +300,12 @@ void session::on(const error_reported& error)
     }
 }
 
-void session::on(const volume_changed& /*change*/) {}
+void session::on(const volume_changed& change)
+{
+    if (run_) {
+        run_->on(change);
+    }
+}
 
 void session::on(const stop_completed& completion)
 {

@@ -124,6 +124,7 @@ private:
     bool paused_ = false;  ///< Also for the track that comes next.
     bool moved_ = false;   ///< The list stands at what the user wants, not at what plays.
     std::optional<int> open_error_;
+    bool output_blocked_ = false;
     bool leaving_ = false;
     bool ended_by_signal_ = false;
     bool heard_ = false;

@@ -5,12 +5,27 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <system_error>
 #include <utility>
+
+namespace
+{
+
+/// A file of sound is written as fast as it can be, and a pipe gives its track when it likes.
+bool keeps_time(const options& chosen, const track& played)
+{
+    std::error_code ignored;
+    return !chosen.wav && std::filesystem::is_regular_file(played.path, ignored);
+}
+
+} // namespace
 
 track_run::track_run(player& audio, track played, const options& chosen, manner wanted,
                      qz_audio_status status)
     : player_(audio), track_(std::move(played)), manner_(wanted), options_(chosen),
-      curve_(options_, track_), status_(status), output_was_open_(status != qz_audio_status_none)
+      curve_(options_, track_), status_(status), output_was_open_(status != qz_audio_status_none),
+      watched_(keeps_time(chosen, track_))
 {
     player_.load(track_.path);
 }
@@ -24,6 +39,7 @@ void track_run::on(const status_changed& change)
         phase_ = phase::playing;
     }
     if (status_ == qz_audio_status_playing) {
+        watch_.answered(output_watch::clock::now());
         clock_.start();
     } else {
         clock_.stop();
@@ -49,6 +65,11 @@ void track_run::on(const error_reported& error)
 void track_run::on(const stop_completed&)
 {
     phase_ = phase::over;
+}
+
+void track_run::on(const volume_changed& /*change*/)
+{
+    watch_.answered(output_watch::clock::now());
 }
 
 void track_run::pause(seconds fade)
@@ -109,6 +130,7 @@ void track_run::follow_clock()
         set_due_volume();
     }
     pursue_wish();
+    watch_output();
 }
 
 std::optional<track_run::seconds> track_run::next_duty() const
@@ -116,7 +138,10 @@ std::optional<track_run::seconds> track_run::next_duty() const
     if (!clock_.running()) {
         return std::nullopt;
     }
-    const std::optional<seconds> wait = curve_.steady_for(position());
+    std::optional<seconds> wait = curve_.steady_for(position());
+    if (watched_) {
+        wait = std::min(wait.value_or(output_watch::period), seconds(output_watch::period));
+    }
     return fading() ? std::min(wait.value_or(volume_curve::step), volume_curve::step) : wait;
 }
 
@@ -190,6 +215,34 @@ void track_run::end()
 {
     phase_ = phase::ending;
     player_.stop();
+}
+
+void track_run::watch_output()
+{
+    if (!watched_ || !sounds() || over()) {
+        return;
+    }
+    switch (watch_.look(output_watch::clock::now())) {
+    case output_watch::duty::none:
+        break;
+    case output_watch::duty::ask:
+        player_.set_volume(volume_);
+        break;
+    case output_watch::duty::give_up:
+        problem_ = track_.path + ": the sound output takes no more sound; "
+                                 "see whether the sound server or the device hangs.";
+        blocked_ = true;
+        phase_ = phase::over;
+        break;
+    }
+}
+
+/// An output that is gone takes everything at once. Of the last seconds much may still be in its buffer.
+bool track_run::rushed() const
+{
+    constexpr seconds buffer{1};
+    return watched_ && complete_ && track_.size &&
+           2 * clock_.elapsed() + buffer < track_.size->length;
 }
 
 /// The code may be either library's: what the player was doing tells whose.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "session/events.h"
+#include "session/output_watch.h"
 #include "session/player.h"
 #include "session/stopwatch.h"
 #include "session/track.h"
@@ -37,6 +38,7 @@ public:
     void on(const status_changed& change);
     void on(const error_reported& error);
     void on(const stop_completed& completion);
+    void on(const volume_changed& change);
 
     /// Pauses, behind a fade that takes `fade`.
     void pause(seconds fade);
@@ -68,6 +70,12 @@ public:
     /// Returns whether the track has been played from its start to its end.
     [[nodiscard]] bool complete() const { return complete_; }
 
+    /// Returns whether the player was given up, since its output is blocked: it may never end.
+    [[nodiscard]] bool blocked() const { return blocked_; }
+
+    /// Returns whether the track was over far sooner than it sounds: it was not heard.
+    [[nodiscard]] bool rushed() const;
+
     /// Returns what went wrong, as a sentence; empty when nothing did.
     [[nodiscard]] const std::string& problem() const { return problem_; }
 
@@ -93,6 +101,7 @@ private:
     void set_due_volume();
     void pursue_wish();
     void end();
+    void watch_output();
     [[nodiscard]] bool fading() const { return ramp_.moving(volume_ramp::clock::now()); }
     [[nodiscard]] std::string describe(int code) const;
 
@@ -110,6 +119,9 @@ private:
     qz_audio_status status_;
     bool output_was_open_;
     int volume_ = 0;
+    output_watch watch_;
+    const bool watched_;
+    bool blocked_ = false;
     bool complete_ = false;
     std::string problem_;
 };

@@ -1,0 +1,57 @@
+#include "session/output_watch.h"
+
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+using duty = output_watch::duty;
+
+namespace
+{
+
+constexpr output_watch::clock::time_point start{1h};
+
+/// Looks as often as asked for, for a time; returns the last duty.
+duty look_for(output_watch& watch, output_watch::clock::time_point from, std::chrono::seconds time,
+              bool answers)
+{
+    duty last = duty::none;
+    for (auto now = from; now <= from + time; now += 500ms) {
+        last = watch.look(now);
+        if (answers && last == duty::ask) {
+            watch.answered(now);
+        }
+    }
+    return last;
+}
+
+} // namespace
+
+TEST(output_watch, asks_once_a_period)
+{
+    output_watch watch;
+    watch.answered(start);
+    EXPECT_EQ(watch.look(start), duty::ask);
+    EXPECT_EQ(watch.look(start + 500ms), duty::none);
+    EXPECT_EQ(watch.look(start + 1s), duty::ask);
+}
+
+TEST(output_watch, is_content_with_answers)
+{
+    output_watch watch;
+    EXPECT_NE(look_for(watch, start, 60s, true), duty::give_up);
+}
+
+TEST(output_watch, gives_up_after_a_long_silence)
+{
+    output_watch watch;
+    look_for(watch, start, 10s, true);
+    EXPECT_NE(look_for(watch, start + 10s, 4s, false), duty::give_up);
+    EXPECT_EQ(look_for(watch, start + 14s, 2s, false), duty::give_up);
+}
+
+TEST(output_watch, holds_no_silence_against_the_player_that_it_did_not_hear)
+{
+    output_watch watch;
+    look_for(watch, start, 10s, true);
+    EXPECT_NE(watch.look(start + 100s), duty::give_up);
+}
