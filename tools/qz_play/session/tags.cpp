@@ -3,6 +3,7 @@
 #include <mpg123.h>
 
 #include <cstddef>
+#include <cstdlib>
 #include <memory>
 #include <string_view>
 
@@ -10,16 +11,10 @@ namespace
 {
 
 /// Keeps UTF-8 and takes all else as the Latin letters that it mostly is.
-std::string to_utf8(std::string_view text)
+std::string to_utf8(const std::string& text)
 {
-    mpg123_string utf8{};
-    mpg123_init_string(&utf8);
-    const std::unique_ptr<mpg123_string, void (*)(mpg123_string*)> freed(&utf8, mpg123_free_string);
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the same bytes.
-    const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
-    const bool stored =
-        !text.empty() && mpg123_store_utf8(&utf8, mpg123_text_icy, bytes, text.size()) != 0;
-    return stored ? std::string(utf8.p) : std::string();
+    const std::unique_ptr<char, void (*)(void*)> utf8(mpg123_icy2utf8(text.c_str()), std::free);
+    return utf8 ? std::string(utf8.get()) : std::string();
 }
 
 /// Version 2 is UTF-8 by now, if the file has not lied about its encoding.
@@ -34,7 +29,7 @@ std::string text_of(const char (&field)[Size])
 {
     const std::string_view whole(field, Size);
     const std::string_view text = whole.substr(0, whole.find('\0'));
-    return to_utf8(text.substr(0, text.find_last_not_of(' ') + 1));
+    return to_utf8(std::string(text.substr(0, text.find_last_not_of(' ') + 1)));
 }
 
 template <class Version>

@@ -1,0 +1,66 @@
+#include "qz_play_test.h"
+
+using ::testing::HasSubstr;
+
+namespace
+{
+
+/// A frame of text as of version 2.3; `text` begins with the byte that tells its encoding.
+std::string frame(const std::string& id, const std::string& text)
+{
+    return id + std::string(3, '\0') + static_cast<char>(text.size()) + std::string(2, '\0') + text;
+}
+
+/// A tag of less than 128 bytes.
+std::string version_2(const std::string& frames)
+{
+    return std::string("ID3\3\0\0\0\0\0", 9) + static_cast<char>(frames.size()) + frames;
+}
+
+std::string version_1(std::string title, std::string artist)
+{
+    constexpr std::size_t rest = 128 - 3 - 30 - 30;
+    title.resize(30, ' ');
+    artist.resize(30, '\0');
+    return "TAG" + title + artist + std::string(rest, '\0');
+}
+
+class tags_shown : public qz_play_test
+{
+protected:
+    tags_shown()
+    {
+        settings.terminal = true;
+        settings.environment["NO_COLOR"] = "1";
+        settings.environment["LC_ALL"] = "C.UTF-8";
+    }
+
+    [[nodiscard]] std::string shown_for(const std::string& before, const std::string& behind) const
+    {
+        const std::string track = read_file(make_track({}));
+        write_file(path("tagged.mp3"), before + track + behind);
+        return run({"--wav", path("out.wav"), path("tagged.mp3")}).errors;
+    }
+};
+
+} // namespace
+
+TEST_F(tags_shown, of_version_1_may_be_latin_or_utf8)
+{
+    EXPECT_THAT(shown_for("", version_1("T\xe4nze", "Ein\xc3\xa9")), HasSubstr("▶ Einé - Tänze  "));
+}
+
+TEST_F(tags_shown, of_version_2_come_in_any_encoding)
+{
+    const std::string utf16("\1\xff\xfeT\0\xe4\0n\0z\0e\0", 13);
+    const std::string latin("\0Ein\xe9", 5);
+    EXPECT_THAT(shown_for(version_2(frame("TIT2", utf16) + frame("TPE1", latin)), ""),
+                HasSubstr("▶ Einé - Tänze  "));
+}
+
+TEST_F(tags_shown, of_version_1_fill_the_gaps_of_version_2)
+{
+    const std::string title("\0new", 4);
+    EXPECT_THAT(shown_for(version_2(frame("TIT2", title)), version_1("old", "artist")),
+                HasSubstr("▶ artist - new  "));
+}
