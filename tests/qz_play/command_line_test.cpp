@@ -25,9 +25,9 @@ TEST_F(command_line, help_names_every_option_on_standard_output)
     EXPECT_EQ(help.status, 0);
     EXPECT_THAT(help.errors, IsEmpty());
     for (const char* option :
-         {"TRACK", "--loop", "--shuffle", "--start N", "--no-smooth", "--quiet", "--verbose",
-          "--volume N", "--fade-in SECONDS", "--fade-out SECONDS", "--repeat", "--bin-path DIR",
-          "--wav FILE", "--help", "--version", "Exit status"}) {
+         {"TRACK", "--loop", "--shuffle", "--start N", "--no-smooth", "--no-mpris", "--quiet",
+          "--verbose", "--volume N", "--fade-in SECONDS", "--fade-out SECONDS", "--repeat",
+          "--bin-path DIR", "--wav FILE", "--help", "--version", "Exit status"}) {
         EXPECT_THAT(help.output, HasSubstr(option));
     }
 }

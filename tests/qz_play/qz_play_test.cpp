@@ -20,6 +20,7 @@ qz_play_test::qz_play_test()
                             {"TMPDIR", path("temp")},
                             {"XDG_RUNTIME_DIR", path("home")},
                             {"XDG_CONFIG_HOME", std::nullopt},
+                            {"DBUS_SESSION_BUS_ADDRESS", std::nullopt},
                             {"PULSE_SERVER", std::nullopt},
                             {"PULSE_RUNTIME_PATH", std::nullopt},
                             {"ALSA_CONFIG_PATH", std::nullopt},

@@ -3,6 +3,7 @@
 #include "options.h"
 #include "output/chatter.h"
 #include "playlist/collect.h"
+#include "remote/remote.h"
 #include "session/session.h"
 #include "session/signals.h"
 #include "temp_folder.h"
@@ -86,6 +87,10 @@ int play(const options& chosen, display& screen)
     if (const int terminal = terminal_with_keys(chosen); terminal >= 0) {
         keys.emplace(terminal, events);
         run.on_suspension([&keys] { keys->release(); }, [&keys] { keys->take(); });
+    }
+    remote others(events);
+    if (chosen.mpris && !chosen.wav) {
+        run.on_change([&others](const snapshot& now) { others.publish(now); });
     }
     return run.run();
 }

@@ -63,6 +63,9 @@ void add_options(CLI::App& app, options& chosen)
         ->check(CLI::PositiveNumber.description(""));
     app.add_flag_callback(
         "--no-smooth", [&chosen] { chosen.smooth = false; }, "Pause and stop without a short fade");
+    app.add_flag_callback(
+        "--no-mpris", [&chosen] { chosen.mpris = false; },
+        "Stay away from the desktop's media controls");
     app.add_option("--bin-path", chosen.bin_path, "Look for libout123's modules from DIR")
         ->type_name("DIR")
         ->check(CLI::ExistingDirectory.description(""));

@@ -19,6 +19,7 @@ struct options {
     bool shuffle = false;
     std::optional<std::size_t> start; ///< The number of the first track, counted from 1.
     bool smooth = true;
+    bool mpris = true;
     bool quiet = false;
     bool verbose = false;
     std::optional<std::string> bin_path;

@@ -7,8 +7,8 @@
 # Installs as root or through sudo; without either it prints the one line to run, and fails.
 set -eu
 
-build="g++ make cmake libboost-dev libmpg123-dev mpg123 libcli11-dev libtermkey-dev libncurses-dev"
-test="libgtest-dev libgmock-dev lame sox pulseaudio pulseaudio-utils binutils procps pkgconf desktop-file-utils tmux"
+build="g++ make cmake libboost-dev libmpg123-dev mpg123 libcli11-dev libtermkey-dev libncurses-dev libsdbus-c++-dev libutfcpp-dev"
+test="libgtest-dev libgmock-dev lame sox pulseaudio pulseaudio-utils dbus-daemon dbus-bin playerctl binutils procps pkgconf desktop-file-utils tmux"
 check="clang libclang-rt-dev clang-format clang-tidy black gcovr valgrind"
 abi="abigail-tools"
 model="spin gcc"

@@ -1,0 +1,13 @@
+/// \file
+/// \brief Files as other programs name them: "file:///folder/a%20name.mp3".
+#pragma once
+
+#include <optional>
+#include <string>
+
+/// Returns the URI of the file at `path`, whatever bytes the path holds; a relative one counts from the
+/// working folder.
+std::string file_uri(const std::string& path);
+
+/// Returns the path that `uri` stands for; nothing when it is no file of this machine.
+std::optional<std::string> path_of_file_uri(const std::string& uri);
