@@ -1,4 +1,4 @@
-#include "remote/file_uri.h"
+#include "playlist/file_uri.h"
 
 #include <gtest/gtest.h>
 

@@ -53,6 +53,12 @@ TEST(playlist, names_a_track_a_line)
                 ElementsAre("/music/a.mp3", "/b c.mp3", "/music/d/e.mp3"));
 }
 
+TEST(playlist, may_name_tracks_by_uris)
+{
+    EXPECT_THAT(read("file:///a%20b.mp3\nhttp://host/c.mp3"),
+                ElementsAre("/a b.mp3", "/music/http://host/c.mp3"));
+}
+
 TEST(playlist, has_comments_and_empty_lines)
 {
     EXPECT_THAT(read("#EXTM3U\n\n#EXTINF:1,A\na.mp3\n  \n"), ElementsAre("/music/a.mp3"));
@@ -80,6 +86,12 @@ TEST_F(collected, folders_stand_for_all_tracks_below_them_in_order)
     fs::create_directory_symlink(path("x"), path("x/round"));
     EXPECT_THAT(collect({path("x")}),
                 ElementsAre(path("x/a.MP3"), path("x/b.mp3"), path("x/c/d.mp2")));
+}
+
+TEST_F(collected, files_may_be_named_by_uris_as_desktops_do)
+{
+    EXPECT_THAT(collect({"file:///a%20b.mp3", "file://" + make("list.m3u", "/c.mp3")}),
+                ElementsAre("/a b.mp3", "/c.mp3"));
 }
 
 TEST_F(collected, folders_without_tracks_stand_for_themselves)

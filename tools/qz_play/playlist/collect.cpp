@@ -1,6 +1,7 @@
 #include "playlist/collect.h"
 
 #include "playlist/file_suffix.h"
+#include "playlist/file_uri.h"
 #include "playlist/playlist_file.h"
 
 #include <algorithm>
@@ -62,7 +63,7 @@ std::vector<std::string> collect_tracks(const std::vector<std::string>& all, std
 {
     names tracks;
     for (const std::string& name : all) {
-        const names named = tracks_of(name, input);
+        const names named = tracks_of(path_of_file_uri(name).value_or(name), input);
         tracks.insert(tracks.end(), named.begin(), named.end());
     }
     return tracks;

@@ -1,6 +1,7 @@
 #include "playlist/playlist_file.h"
 
 #include "playlist/file_suffix.h"
+#include "playlist/file_uri.h"
 
 namespace fs = std::filesystem;
 
@@ -35,7 +36,7 @@ std::vector<std::string> read_playlist(std::istream& lines, const fs::path& fold
         }
         const std::string name = without_blanks_around(line);
         if (!name.empty() && name.front() != '#') {
-            tracks.push_back(folder / name);
+            tracks.push_back(folder / path_of_file_uri(name).value_or(name));
         }
     }
     return tracks;

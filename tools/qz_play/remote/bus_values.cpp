@@ -1,7 +1,7 @@
 #include "remote/bus_values.h"
 
+#include "playlist/file_uri.h"
 #include "remote/bus_text.h"
-#include "remote/file_uri.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #include "remote/media_player.h"
 
+#include "playlist/file_uri.h"
 #include "remote/bus_values.h"
-#include "remote/file_uri.h"
 
 #include <cmath>
 #include <cstdint>
@@ -114,7 +114,7 @@ void media_player::add_application()
     add("CanRaise", false);
     add("HasTrackList", false);
     add("SupportedUriSchemes", strings{"file"});
-    add("SupportedMimeTypes", strings{"audio/mpeg", "audio/mp3", "audio/x-mp3", "audio/x-mpeg"});
+    add("SupportedMimeTypes", strings{"audio/mpeg", "audio/mp2", "audio/x-mp2", "audio/x-mp3"});
     add_request(application_interface, "Quit", request::quit{});
     object_->registerMethod("Raise").onInterface(application_interface).implementedAs([] {});
 }
