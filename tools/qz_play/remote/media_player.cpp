@@ -12,8 +12,8 @@ namespace
 
 using sdbus::Flags;
 
-const std::string application_interface = "org.mpris.MediaPlayer2";
-const std::string player_interface = "org.mpris.MediaPlayer2.Player";
+constexpr auto application_interface = "org.mpris.MediaPlayer2";
+constexpr auto player_interface = "org.mpris.MediaPlayer2.Player";
 
 template <class Value>
 auto difference_in(Value (*value)(const snapshot&))

@@ -1,6 +1,6 @@
 #include "remote/remote.h"
 
-#include "remote/session_bus.h"
+#include "remote/load_session_bus.h"
 
 #include <chrono>
 #include <system_error>
@@ -41,7 +41,7 @@ void remote::publish(const snapshot& now)
 void remote::start()
 {
     std::packaged_task<void()> serve(
-        [requests = requests_, news = news_] { serve_session_bus(requests, *news); });
+        [requests = requests_, news = news_] { load_session_bus()(requests, *news); });
     left_ = serve.get_future();
     try {
         std::thread(std::move(serve)).detach();

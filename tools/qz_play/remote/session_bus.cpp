@@ -34,7 +34,7 @@ void wait_for(const sdbus::IConnection& bus, const bulletin& news)
 
 } // namespace
 
-void serve_session_bus(const std::shared_ptr<event_queue>& requests, bulletin& news)
+void qz_play_serve_session_bus(const std::shared_ptr<event_queue>& requests, bulletin& news)
 {
     const auto bus = sdbus::createSessionBusConnection();
     media_player player(*bus, requests, news.latest());

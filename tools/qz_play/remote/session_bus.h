@@ -1,5 +1,5 @@
 /// \file
-/// \brief The connection to the session bus.
+/// \brief The connection to the session bus: what the module session_bus.so has to offer.
 #pragma once
 
 #include "remote/bulletin.h"
@@ -9,4 +9,7 @@
 
 /// Joins the bus, shows there what `news` tells and pushes what is asked for, until the news are closed or
 /// the bus is gone; then it leaves. Throws `sdbus::Error` where there is no bus, or no more.
-void serve_session_bus(const std::shared_ptr<event_queue>& requests, bulletin& news);
+extern "C" __attribute__((visibility("default"))) void
+qz_play_serve_session_bus(const std::shared_ptr<event_queue>& requests, bulletin& news);
+
+using session_bus_server = decltype(&qz_play_serve_session_bus);
