@@ -1,5 +1,6 @@
 #include "bus_recording.h"
 #include "event.h"
+#include "id3.h"
 #include "qz_play_test.h"
 #include "session_bus.h"
 #include "sound_server.h"
@@ -48,6 +49,16 @@ protected:
         return path(name);
     }
 
+    /// Returns the path of a minute of sound with tags before and behind it.
+    [[nodiscard]] std::string tagged(const std::string& name, const std::string& before,
+                                     const std::string& behind = "") const
+    {
+        const std::string untagged = read_file(minute(name));
+        fs::remove(path(name)); // It is the same file as the others.
+        write_file(path(name), before + untagged + behind);
+        return path(name);
+    }
+
     result run_client(const std::vector<std::string>& command) const
     {
         program client(command, settings);
@@ -73,6 +84,11 @@ protected:
     [[nodiscard]] bool title_comes(const std::string& title) const
     {
         return comes({"metadata", "xesam:title"}, title);
+    }
+
+    [[nodiscard]] bool artist_comes(const std::string& artist) const
+    {
+        return comes({"metadata", "xesam:artist"}, artist);
     }
 
     /// Calls a method or property by its name on the bus, with what dbus-send takes as `arguments`.
@@ -121,6 +137,7 @@ TEST_F(remote, tells_what_plays)
 {
     start({minute("a name.mp3")});
     EXPECT_TRUE(title_comes("a name"));
+    EXPECT_EQ(control({"metadata", "xesam:artist"}), "");
     EXPECT_TRUE(comes({"metadata", "xesam:url"}, "file://" + path("a%20name.mp3")));
     EXPECT_TRUE(comes({"metadata", "mpris:length"}, "60000000"));
     EXPECT_TRUE(comes({"metadata", "mpris:trackid"}, "'/org/qz_audio/qz_play/track/0'"));
@@ -131,6 +148,31 @@ TEST_F(remote, tells_of_names_that_are_no_text)
     start({minute("M\xfcll\xff \xc3\xa4%.mp3")});
     EXPECT_TRUE(title_comes("M\xef\xbf\xbdll\xef\xbf\xbd \xc3\xa4%"));
     EXPECT_TRUE(comes({"metadata", "xesam:url"}, "file://" + path("M%FCll%FF%20%C3%A4%25.mp3")));
+}
+
+TEST_F(remote, tells_title_and_artist_in_utf8_whatever_encoding_the_tags_have)
+{
+    using id3::frame;
+    const auto tag = [](const std::string& title, const std::string& artist) {
+        return id3::version_2(frame("TIT2", title) + frame("TPE1", artist));
+    };
+    const std::string utf16("\1\xff\xfeT\0\xe4\0", 7);
+    const std::string latin("\0Ein\xe9", 5);
+    start({tagged("a.mp3", tag("\3Caf\xc3\xa9", "\3\xe2\x82\xac")), //
+           tagged("b.mp3", tag(utf16, latin)),
+           tagged("c.mp3", "", id3::version_1("old \xe4", "older \xe9")),
+           tagged("d.mp3", tag("\3cut \xe2\x82", "\3\xff"))});
+    EXPECT_TRUE(title_comes("Caf\xc3\xa9"));
+    EXPECT_TRUE(artist_comes("\xe2\x82\xac"));
+    control({"next"});
+    EXPECT_TRUE(title_comes("T\xc3\xa4"));
+    EXPECT_TRUE(artist_comes("Ein\xc3\xa9"));
+    control({"next"});
+    EXPECT_TRUE(title_comes("old \xc3\xa4"));
+    EXPECT_TRUE(artist_comes("older \xc3\xa9"));
+    control({"next"});
+    EXPECT_TRUE(title_comes("cut \xc3\xa2\xe2\x80\x9a")); // as Windows has these bytes
+    EXPECT_TRUE(artist_comes("\xc3\xbf"));
 }
 
 TEST_F(remote, pause_only_pauses)

@@ -1,29 +1,13 @@
+#include "id3.h"
 #include "qz_play_test.h"
 
+using id3::frame;
+using id3::version_1;
+using id3::version_2;
 using ::testing::HasSubstr;
 
 namespace
 {
-
-/// A frame of text as of version 2.3; `text` begins with the byte that tells its encoding.
-std::string frame(const std::string& id, const std::string& text)
-{
-    return id + std::string(3, '\0') + static_cast<char>(text.size()) + std::string(2, '\0') + text;
-}
-
-/// A tag of less than 128 bytes.
-std::string version_2(const std::string& frames)
-{
-    return std::string("ID3\3\0\0\0\0\0", 9) + static_cast<char>(frames.size()) + frames;
-}
-
-std::string version_1(std::string title, std::string artist)
-{
-    constexpr std::size_t rest = 128 - 3 - 30 - 30;
-    title.resize(30, ' ');
-    artist.resize(30, '\0');
-    return "TAG" + title + artist + std::string(rest, '\0');
-}
 
 class tags_shown : public qz_play_test
 {
