@@ -151,6 +151,18 @@ TEST_F(output, that_cannot_be_opened_is_an_error_that_names_the_way_out)
                                       HasSubstr("--wav")));
 }
 
+TEST_F(output, libraries_are_heard_where_everything_is_told)
+{
+    settings.environment["MPG123_MODDIR"] = path("home");
+    const std::string track = make_track({});
+    const auto lines_of = [&](const std::vector<std::string>& arguments) {
+        const std::string errors = run(arguments).errors;
+        return std::count(errors.begin(), errors.end(), '\n');
+    };
+    EXPECT_EQ(lines_of({track}), 1);
+    EXPECT_GT(lines_of({"--verbose", track}), 1);
+}
+
 TEST_F(output, needs_a_temporary_folder)
 {
     settings.environment["TMPDIR"] = path("none");

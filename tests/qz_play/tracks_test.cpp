@@ -1,4 +1,7 @@
 #include "qz_play_test.h"
+#include "sound_server.h"
+
+#include <csignal>
 
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -55,6 +58,33 @@ TEST_F(tracks, beyond_the_list_cannot_be_started_with)
     EXPECT_EQ(refused.errors, "qz_play: there is no track 3 to start with; the last one is 2.\n");
 }
 
+TEST_F(tracks, that_are_shuffled_are_played_once_each)
+{
+    const std::vector<std::string> all{make_track({"a.mp3"}), make_track({"b.mp3"}),
+                                       make_track({"c.mp3"})};
+    const result played = run({"--shuffle", "--wav", path("out.wav"), all[0], all[1], all[2]});
+    EXPECT_EQ(played.status, 0);
+    for (const std::string& track : all) {
+        const std::string line = track + ": playing\n";
+        const std::size_t told = played.errors.find(line);
+        ASSERT_NE(told, std::string::npos) << played.errors;
+        EXPECT_EQ(played.errors.find(line, told + 1), std::string::npos) << played.errors;
+    }
+}
+
+TEST_F(tracks, of_a_looped_list_are_played_again)
+{
+    const sound_server server(path(""));
+    settings.environment["XDG_RUNTIME_DIR"] = server.runtime_folder();
+    const std::string first = make_track({"a.mp3"}) + ": playing\n";
+    program player(qz_play({"--loop", path("a.mp3"), make_track({"b.mp3"})}), settings);
+    ASSERT_TRUE(player.wait_for_error_text("b.mp3: stopped\n"));
+    EXPECT_TRUE(player.wait_for_errors(
+        [&](const std::string& all) { return all.find(first) != all.rfind(first); }));
+    player.send(SIGTERM);
+    EXPECT_EQ(player.wait_for_exit(), 4);
+}
+
 TEST_F(tracks, that_all_fail_are_not_tried_round_and_round)
 {
     const result refused = run({"--loop", path("none.mp3"), path("neither.mp3")});
@@ -99,6 +129,8 @@ TEST_F(tracks, that_may_not_be_read_are_refused)
         GTEST_SKIP() << "nobody cannot enter the folder of the program";
     }
     expect_refused(track, "this file may not be read; change its permissions.");
+    fs::permissions(path("home"), fs::perms::none);
+    expect_refused(path("home"), "this folder may not be read; change its permissions.");
 }
 
 TEST_F(tracks, with_control_characters_in_their_names_do_not_reach_the_terminal)
@@ -106,6 +138,14 @@ TEST_F(tracks, with_control_characters_in_their_names_do_not_reach_the_terminal)
     const result refused = run({path("a\nb\x1b[31m\x7f.mp3")});
     EXPECT_EQ(refused.status, 2);
     EXPECT_EQ(refused.errors, "qz_play: " + path("a?b?[31m?.mp3") + ": there is no such file.\n");
+}
+
+TEST_F(tracks, with_control_characters_beyond_ascii_do_not_reach_the_terminal_either)
+{
+    settings.environment["LC_ALL"] = "C.UTF-8";
+    const result refused = run({path("\xc2\x9b"
+                                     "2J\xc3\xa4.mp3")});
+    EXPECT_EQ(refused.errors, "qz_play: " + path("?2J\xc3\xa4.mp3") + ": there is no such file.\n");
 }
 
 TEST_F(tracks, that_fail_let_the_others_play)

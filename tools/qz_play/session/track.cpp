@@ -89,7 +89,9 @@ track inspect_track(const std::string& path)
         refuse_unreadable(path, errno);
     }
     if (S_ISDIR(status.st_mode)) {
-        refuse(path, "there is no MPEG audio file in this folder.");
+        refuse(path, access(path.c_str(), R_OK | X_OK) == 0
+                         ? "there is no MPEG audio file in this folder."
+                         : "this folder may not be read; change its permissions.");
     }
     if (!S_ISREG(status.st_mode)) {
         return {path, std::nullopt, {}};

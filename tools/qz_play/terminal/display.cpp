@@ -15,13 +15,6 @@ namespace
 
 constexpr std::size_t usual_columns = 80;
 
-std::string printable(std::string text)
-{
-    const auto is_control = [](unsigned char byte) { return byte < ' ' || byte == 0x7f; };
-    std::replace_if(text.begin(), text.end(), is_control, '?');
-    return text;
-}
-
 std::size_t window_columns(int descriptor)
 {
     winsize window{};
@@ -46,7 +39,7 @@ display::~display()
 void display::line(const std::string& text)
 {
     clear_live();
-    write(printable(text) + "\n");
+    write(text::to_locale(text::from_locale(text)) + "\n");
 }
 
 void display::error(const std::string& sentence)
