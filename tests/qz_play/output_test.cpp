@@ -2,6 +2,7 @@
 #include "sound_server.h"
 
 #include <algorithm>
+#include <csignal>
 
 #include <sys/stat.h>
 
@@ -18,6 +19,7 @@ namespace
 {
 
 constexpr std::size_t tenth_of_a_second = 4410;
+constexpr std::size_t hundredth_of_a_second = 441;
 
 class output : public qz_play_test
 {
@@ -83,7 +85,29 @@ protected:
         return without_silence(loudness(recorder.output(), tenth_of_a_second));
     }
 
+    /// Plays with `options` on a sound server until it sounds, and asks for the end; returns for how many
+    /// hundredths of a second it was neither as loud as before nor silent.
+    std::ptrdiff_t length_of_end(std::vector<std::string> options)
+    {
+        const sound_server server(path(""));
+        settings.environment["XDG_RUNTIME_DIR"] = server.runtime_folder();
+        program recorder(sound_server::recorder(), server.client_settings());
+        options.push_back(make_track({"tone.mp3", "60"}));
+        program player(qz_play(options), settings);
+        EXPECT_TRUE(recorder.wait_for_output([](const std::string& all) {
+            const std::vector<double> levels = loudness(all, tenth_of_a_second);
+            return std::find_if(levels.begin(), levels.end(), is_loud) != levels.end();
+        }));
+        player.send(SIGINT);
+        EXPECT_EQ(player.wait_for_exit(), 4);
+        EXPECT_TRUE(recorder.wait_for_output(has_sound_and_silence_after_it));
+        const std::vector<double> levels =
+            without_silence(loudness(recorder.output(), hundredth_of_a_second));
+        return std::find_if(levels.rbegin(), levels.rend(), is_loud) - levels.rbegin();
+    }
+
 private:
+    static bool is_loud(double level) { return level > 14'000; }
     static bool is_silent(double level) { return level < 1; }
 
     static bool has_sound_and_silence_after_it(const std::string& all)
@@ -248,6 +272,12 @@ TEST_F(output, on_a_server_is_buffered_as_long_as_the_user_wants)
     const double chosen_here = buffered_microseconds();
     settings.environment["PULSE_LATENCY_MSEC"] = "500";
     EXPECT_LT(chosen_here, buffered_microseconds() / 2);
+}
+
+TEST_F(output, falls_silent_softly_unless_that_is_not_wanted)
+{
+    EXPECT_GT(length_of_end({}), 3);
+    EXPECT_LT(length_of_end({"--no-smooth"}), 3);
 }
 
 TEST_F(output, fades_in_and_out)
