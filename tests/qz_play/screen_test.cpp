@@ -3,6 +3,7 @@
 #include "sound_server.h"
 #include "tmux_screen.h"
 
+#include <algorithm>
 #include <csignal>
 
 using ::testing::IsEmpty;
@@ -66,6 +67,28 @@ TEST_F(screen, pauses_and_goes_on)
     window_->type("p");
     EXPECT_TRUE(window_->shows("▶ first.mp3"));
     EXPECT_TRUE(window_->shows("0:01 / 1:00"));
+    window_->type("q");
+    expect_end(0);
+}
+
+TEST_F(screen, sound_is_as_loud_after_a_pause_as_before)
+{
+    program recorder(sound_server::recorder(), server_->client_settings());
+    const auto hears = [&recorder](double least, double most) {
+        return recorder.wait_for_output([least, most](const std::string& all) {
+            constexpr std::size_t tenth_of_a_second = 4410;
+            const std::vector<double> levels = loudness(all, tenth_of_a_second);
+            return levels.size() > 3 &&
+                   std::all_of(levels.end() - 3, levels.end() - 1,
+                               [=](double level) { return least <= level && level <= most; });
+        });
+    };
+    play("--volume 40 first.mp3");
+    EXPECT_TRUE(hears(6'200, 6'800));
+    window_->type(" ");
+    EXPECT_TRUE(hears(0, 0));
+    window_->type(" ");
+    EXPECT_TRUE(hears(6'200, 6'800));
     window_->type("q");
     expect_end(0);
 }
@@ -218,6 +241,20 @@ TEST_F(screen, stops_by_control_z_and_comes_back)
     ASSERT_TRUE(window_->shows("Stopped"));
     come_back();
     EXPECT_TRUE(window_->shows("‖ first.mp3"));
+    window_->type("q");
+    expect_end(0);
+}
+
+TEST_F(screen, shows_a_clock_that_stands_while_the_process_is_stopped_from_outside)
+{
+    play("first.mp3 & sleep 2; kill -STOP $!; sleep 9; kill -CONT $!; fg");
+    const auto shows_a_time_in_between = [this] {
+        const std::string text = window_->text();
+        return text.find("0:03 / ") != std::string::npos ||
+               text.find("0:04 / ") != std::string::npos ||
+               text.find("0:05 / ") != std::string::npos;
+    };
+    EXPECT_TRUE(wait_until(shows_a_time_in_between)) << window_->text();
     window_->type("q");
     expect_end(0);
 }

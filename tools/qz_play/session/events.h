@@ -24,19 +24,23 @@ struct volume_changed {
 };
 struct stop_completed {
 };
-/// By a signal, like the next two.
+/// By a signal, like the next three.
 struct end_requested {
 };
 
 /// The process is to stop, as by Ctrl-Z.
 struct suspend_requested {
 };
-/// The process goes on after a stop, or its window has another size.
+/// The process goes on after a stop, from inside or from outside.
+struct continued {
+};
+/// The window has another size.
 struct screen_changed {
 };
 
-using event = std::variant<status_changed, error_reported, volume_changed, stop_completed,
-                           end_requested, suspend_requested, screen_changed, user_request>;
+using event =
+    std::variant<status_changed, error_reported, volume_changed, stop_completed, end_requested,
+                 suspend_requested, continued, screen_changed, user_request>;
 
 /// Any thread pushes; one thread pops.
 class event_queue

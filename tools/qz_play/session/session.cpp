@@ -318,9 +318,19 @@ void session::on(const end_requested& /*signal*/)
     leave();
 }
 
-void session::on(const screen_changed& /*signal*/)
+/// Also those hear of it who go on from the position that they were told.
+void session::on(const continued& /*signal*/)
 {
     after_stop_();
+    if (run_) {
+        run_->take_back_stop();
+    }
+    told_ = {};
+    display_.clear_live();
+}
+
+void session::on(const screen_changed& /*signal*/)
+{
     display_.clear_live();
 }
 

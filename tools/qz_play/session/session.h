@@ -76,6 +76,7 @@ private:
     void on(const stop_completed& completion);
     void on(const end_requested& signal);
     void on(const suspend_requested& signal);
+    void on(const continued& signal);
     void on(const screen_changed& signal);
     void on(const user_request& wanted);
 

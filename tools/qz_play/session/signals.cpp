@@ -5,6 +5,7 @@
 #include <csignal>
 #include <thread>
 #include <utility>
+#include <variant>
 
 #include <unistd.h>
 
@@ -41,9 +42,18 @@ void add_background_signals(sigset_t& signals)
     sigaddset(&signals, SIGTTOU);
 }
 
-bool asks_for_end(int signal)
+event event_of(int signal)
 {
-    return signal == SIGINT || signal == SIGTERM || signal == SIGHUP;
+    switch (signal) {
+    case SIGTSTP:
+        return suspend_requested{};
+    case SIGCONT:
+        return continued{};
+    case SIGWINCH:
+        return screen_changed{};
+    default:
+        return end_requested{};
+    }
 }
 
 } // namespace
@@ -63,15 +73,13 @@ void watch_signals(std::shared_ptr<event_queue> events, std::function<void()> cl
         for (;;) {
             int signal = 0;
             sigwait(&signals, &signal);
-            if (!asks_for_end(signal)) {
-                signal == SIGTSTP ? events->push(suspend_requested{})
-                                  : events->push(screen_changed{});
-            } else if (std::exchange(end_was_asked_for, true)) {
+            const event happened = event_of(signal);
+            const bool asks_for_end = std::holds_alternative<end_requested>(happened);
+            if (asks_for_end && std::exchange(end_was_asked_for, true)) {
                 clean_up();
                 _exit(exit_by_signal);
-            } else {
-                events->push(end_requested{});
             }
+            events->push(happened);
         }
     };
     std::thread(watch).detach();

@@ -2,45 +2,66 @@
 /// \brief A clock that stops with the sound.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
+#include <utility>
 
 class stopwatch
 {
 public:
+    using clock = std::chrono::steady_clock;
     using seconds = std::chrono::duration<double>;
 
-    void start()
+    void start(clock::time_point now = clock::now())
     {
         if (!running_) {
             running_ = true;
-            started_ = clock::now();
+            started_ = now;
         }
     }
 
-    void stop()
+    void stop(clock::time_point now = clock::now())
     {
-        before_ = elapsed();
+        set(elapsed(now), now);
         running_ = false;
     }
 
     /// Shows `time` and goes on from there.
-    void set(seconds time)
+    void set(seconds time, clock::time_point now = clock::now())
     {
         before_ = time;
-        started_ = clock::now();
+        started_ = now;
+        looked_ = time;
+        last_step_ = seconds::zero();
+    }
+
+    /// Remembers how far it has come. To be called again and again.
+    void look(clock::time_point now = clock::now())
+    {
+        const seconds shown = elapsed(now);
+        last_step_ = shown - std::exchange(looked_, shown);
+    }
+
+    /// Takes back the time for which the process was stopped from outside. Nobody tells that time: it is
+    /// the longer of the step before the last look, which may have come first, and the one behind it.
+    void take_back_stop(clock::time_point now = clock::now())
+    {
+        const seconds former_step = last_step_;
+        look(now);
+        set(looked_ - std::max(former_step, last_step_), now);
     }
 
     [[nodiscard]] bool running() const { return running_; }
 
-    [[nodiscard]] seconds elapsed() const
+    [[nodiscard]] seconds elapsed(clock::time_point now = clock::now()) const
     {
-        return before_ + (running_ ? seconds(clock::now() - started_) : seconds::zero());
+        return before_ + (running_ ? seconds(now - started_) : seconds::zero());
     }
 
 private:
-    using clock = std::chrono::steady_clock;
-
     bool running_ = false;
     clock::time_point started_;
     seconds before_{0};
+    seconds looked_{0};
+    seconds last_step_{0};
 };

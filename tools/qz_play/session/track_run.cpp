@@ -126,6 +126,7 @@ void track_run::set_repeat(bool on)
 
 void track_run::follow_clock()
 {
+    clock_.look();
     if (phase_ == phase::playing) {
         set_due_volume();
     }

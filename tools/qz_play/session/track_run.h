@@ -59,6 +59,9 @@ public:
     /// Does what is due by now.
     void follow_clock();
 
+    /// Learns that the process was stopped from outside, which is the sound's end for a while.
+    void take_back_stop() { clock_.take_back_stop(); }
+
     /// Returns when there is next something to do, if there will be.
     [[nodiscard]] std::optional<seconds> next_duty() const;
 
