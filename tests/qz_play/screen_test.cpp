@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <csignal>
 
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 namespace fs = std::filesystem;
 
@@ -33,6 +35,22 @@ protected:
     {
         window_->enter("clear; " + before + " " + qz_play({})[0] + " " + arguments +
                        "; echo status $?");
+    }
+
+    [[nodiscard]] program record() const
+    {
+        return {sound_server::recorder(), server_->client_settings()};
+    }
+
+    /// Waits until what is recorded stays between these loudnesses for a while.
+    static bool heard(program& recorder, double least, double most)
+    {
+        return recorder.wait_for_output([least, most](const std::string& all) {
+            constexpr std::size_t tenth_of_a_second = 4410;
+            const std::vector<double> levels = loudness(all, tenth_of_a_second);
+            const auto fits = [=](double level) { return least <= level && level <= most; };
+            return levels.size() > 3 && std::all_of(levels.end() - 3, levels.end() - 1, fits);
+        });
     }
 
     /// Brings the program back into the foreground.
@@ -73,15 +91,9 @@ TEST_F(screen, pauses_and_goes_on)
 
 TEST_F(screen, sound_is_as_loud_after_a_pause_as_before)
 {
-    program recorder(sound_server::recorder(), server_->client_settings());
+    program recorder = record();
     const auto hears = [&recorder](double least, double most) {
-        return recorder.wait_for_output([least, most](const std::string& all) {
-            constexpr std::size_t tenth_of_a_second = 4410;
-            const std::vector<double> levels = loudness(all, tenth_of_a_second);
-            return levels.size() > 3 &&
-                   std::all_of(levels.end() - 3, levels.end() - 1,
-                               [=](double level) { return least <= level && level <= most; });
-        });
+        return heard(recorder, least, most);
     };
     play("--volume 40 first.mp3");
     EXPECT_TRUE(hears(6'200, 6'800));
@@ -227,6 +239,8 @@ TEST_F(screen, tells_of_keys_and_track)
 
 TEST_F(screen, stops_by_control_z_and_comes_back)
 {
+    window_->enter(
+        "exec dash -i"); // Other than bash, it leaves the terminal's mode to the program.
     play("first.mp3");
     ASSERT_TRUE(window_->shows("▶ first.mp3"));
     window_->press("C-z");
@@ -245,6 +259,18 @@ TEST_F(screen, stops_by_control_z_and_comes_back)
     expect_end(0);
 }
 
+TEST_F(screen, that_no_shell_watches_knows_no_control_z)
+{
+    window_->enter("clear; exec " + qz_play({})[0] + " first.mp3");
+    ASSERT_TRUE(window_->shows("▶ first.mp3"));
+    window_->press("C-z");
+    window_->type("m");
+    EXPECT_TRUE(window_->shows("▶ first.mp3  ["));
+    EXPECT_TRUE(window_->shows("muted"));
+    window_->type(" ");
+    EXPECT_TRUE(window_->shows("‖ first.mp3"));
+}
+
 TEST_F(screen, shows_a_clock_that_stands_while_the_process_is_stopped_from_outside)
 {
     play("first.mp3 & sleep 2; kill -STOP $!; sleep 9; kill -CONT $!; fg");
@@ -261,9 +287,12 @@ TEST_F(screen, shows_a_clock_that_stands_while_the_process_is_stopped_from_outsi
 
 TEST_F(screen, in_the_background_leaves_the_terminal_alone)
 {
+    program recorder = record();
     play("first.mp3 & :");
     EXPECT_TRUE(window_->shows("status 0"));
+    EXPECT_TRUE(heard(recorder, 1, 20'000));
     expect_usual_terminal();
+    EXPECT_THAT(window_->text(), Not(HasSubstr("▶")));
     come_back();
     EXPECT_TRUE(window_->shows("▶ first.mp3"));
     window_->type("q");

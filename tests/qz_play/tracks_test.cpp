@@ -143,9 +143,11 @@ TEST_F(tracks, with_control_characters_in_their_names_do_not_reach_the_terminal)
 TEST_F(tracks, with_control_characters_beyond_ascii_do_not_reach_the_terminal_either)
 {
     settings.environment["LC_ALL"] = "C.UTF-8";
+    settings.terminal = true;
     const result refused = run({path("\xc2\x9b"
                                      "2J\xc3\xa4.mp3")});
-    EXPECT_EQ(refused.errors, "qz_play: " + path("?2J\xc3\xa4.mp3") + ": there is no such file.\n");
+    EXPECT_EQ(refused.errors,
+              "qz_play: " + path("?2J\xc3\xa4.mp3") + ": there is no such file.\r\n");
 }
 
 TEST_F(tracks, that_fail_let_the_others_play)

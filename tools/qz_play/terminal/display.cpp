@@ -15,6 +15,13 @@ namespace
 
 constexpr std::size_t usual_columns = 80;
 
+std::string without_control_characters(std::string text)
+{
+    const auto is_control = [](unsigned char byte) { return byte < ' ' || byte == 0x7f; };
+    std::replace_if(text.begin(), text.end(), is_control, '?');
+    return text;
+}
+
 std::size_t window_columns(int descriptor)
 {
     winsize window{};
@@ -39,7 +46,9 @@ display::~display()
 void display::line(const std::string& text)
 {
     clear_live();
-    write(text::to_locale(text::from_locale(text)) + "\n");
+    const bool for_eyes = isatty(descriptor_) != 0;
+    const std::string shown = for_eyes ? text::to_locale(text::from_locale(text)) : text;
+    write(without_control_characters(shown) + "\n");
 }
 
 void display::error(const std::string& sentence)

@@ -22,8 +22,8 @@ public:
     display(const display&) = delete;
     display& operator=(const display&) = delete;
 
-    /// Writes a line in the live line's place. What cannot be shown, and control characters, which a
-    /// file's name may hold, become question marks.
+    /// Writes a line in the live line's place. Control characters, which a file's name may hold, become
+    /// question marks, and on a terminal all that cannot be shown.
     void line(const std::string& text);
 
     /// Writes a line that says what went wrong.
