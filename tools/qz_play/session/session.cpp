@@ -51,10 +51,10 @@ bool concerns_track(qz_audio_status status)
 session::session(const options& chosen, track_list tracks, const temp_folder& folder,
                  std::shared_ptr<event_queue> events, display& screen)
     : options_(chosen), folder_(folder), events_(std::move(events)), display_(screen),
-      tracks_(std::move(tracks)), volume_(chosen.volume)
+      tracks_(std::move(tracks)), wanted_(chosen.volume)
 {
     if (chosen.repeat) {
-        loop_ = loop_mode::track;
+        set_loop(loop_mode::track);
     } else if (chosen.loop) {
         set_loop(loop_mode::list);
     }
@@ -106,7 +106,7 @@ void session::start_output()
         qz_audio_set_bin_path(*options_.bin_path);
     }
     player_.emplace(events_);
-    player_->set_repeat(loop_ == loop_mode::track);
+    player_->set_repeat(repeats());
     player_->open();
     wait_until([this] { return status_ == qz_audio_status_opened || open_error_ || leaving_; });
     if (open_error_) {
@@ -132,9 +132,9 @@ void session::play(const track& next)
         wav_->begin(wav_file_of_track(*options_.wav, tracks_.number(), tracks_.size()), next.path);
     }
     run_number_ = tracks_.number();
-    run_.emplace(*player_, next, options_,
-                 track_run::manner{sounding_volume(), loop_ == loop_mode::track}, status_);
-    if (paused_) {
+    run_.emplace(*player_, next, options_, track_run::manner{wanted_.sounding_volume(), repeats()},
+                 status_);
+    if (wanted_.state() == play_state::paused) {
         run_->pause(seconds::zero());
     }
     wait_until([this] { return run_->begun(); });
@@ -173,7 +173,7 @@ bool session::go_on()
         leaving_ = !tracks_.has_next() || failed_in_a_row_ == tracks_.size();
         tracks_.go_to_next();
     }
-    wait_until([this] { return !resting_ || leaving_; });
+    wait_until([this] { return !rests() || leaving_; });
     moved_ = false;
     return !leaving_;
 }
@@ -236,15 +236,13 @@ event_queue::clock::time_point session::next_duty() const
 snapshot session::look() const
 {
     snapshot now;
-    now.state = resting_ || !heard_ ? play_state::stopped
-                : paused_           ? play_state::paused
-                                    : play_state::playing;
+    now.state = heard_ ? wanted_.state() : play_state::stopped;
     now.path = tracks_.current();
     now.number = tracks_.number();
     now.track_count = tracks_.size();
-    now.volume = volume_;
-    now.muted = muted_;
-    now.loop = loop_;
+    now.volume = wanted_.volume();
+    now.muted = wanted_.muted();
+    now.loop = wanted_.loop();
     now.shuffle = tracks_.shuffled();
     now.can_next = tracks_.has_next();
     now.can_previous = tracks_.has_previous();
@@ -275,7 +273,7 @@ void session::publish()
 
 void session::draw()
 {
-    if (run_ || resting_) {
+    if (run_ || rests()) {
         display_.live(told_);
     }
 }
@@ -356,7 +354,7 @@ void session::suspend_when_silent()
     before_stop_();
     stop_this_process();
     after_stop_();
-    if (run_ && !paused_ && !moved_) {
+    if (run_ && wanted_.state() == play_state::playing && !moved_) {
         run_->resume(smooth_fade());
     }
 }

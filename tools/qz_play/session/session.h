@@ -9,6 +9,7 @@
 #include "session/player.h"
 #include "session/snapshot.h"
 #include "session/track_run.h"
+#include "session/wishes.h"
 #include "temp_folder.h"
 #include "terminal/display.h"
 
@@ -68,7 +69,8 @@ private:
     [[nodiscard]] seconds smooth_fade() const;
     void set_volume(int volume);
     void set_loop(loop_mode mode);
-    [[nodiscard]] int sounding_volume() const { return muted_ ? 0 : volume_; }
+    [[nodiscard]] bool rests() const { return wanted_.state() == play_state::stopped; }
+    [[nodiscard]] bool repeats() const { return wanted_.loop() == loop_mode::track; }
 
     void on(const status_changed& change);
     void on(const error_reported& error);
@@ -118,12 +120,8 @@ private:
     std::size_t run_number_ = 0; ///< Of the track that runs.
 
     qz_audio_status status_ = qz_audio_status_none;
-    int volume_;
-    bool muted_ = false;
-    loop_mode loop_ = loop_mode::none;
-    bool resting_ = false; ///< Between two tracks, until the user wants to hear something.
-    bool paused_ = false;  ///< Also for the track that comes next.
-    bool moved_ = false;   ///< The list stands at what the user wants, not at what plays.
+    wishes wanted_;
+    bool moved_ = false; ///< The list stands at what the user wants, not at what plays.
     std::optional<int> open_error_;
     bool output_blocked_ = false;
     bool leaving_ = false;

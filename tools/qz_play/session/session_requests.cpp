@@ -5,7 +5,6 @@
 
 #include "terminal/keys.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace
@@ -39,15 +38,14 @@ void session::leave()
 
 void session::rest(seconds fade)
 {
-    resting_ = true;
-    paused_ = false;
+    wanted_.stop();
     leave_track(fade);
 }
 
 /// Lets the track that was to end go on, if it still can.
 void session::end_rest()
 {
-    resting_ = false;
+    wanted_.play();
     const bool same_track = run_ && run_number_ == tracks_.number();
     if (same_track && run_->resume(smooth_fade())) {
         moved_ = false;
@@ -61,31 +59,32 @@ seconds session::smooth_fade() const
 
 void session::set_volume(int volume)
 {
-    volume_ = std::clamp(volume, 0, 100);
-    muted_ = false;
+    wanted_.set_volume(volume);
     if (run_) {
-        run_->set_volume(volume_);
+        run_->set_volume(wanted_.sounding_volume());
     }
 }
 
 void session::set_loop(loop_mode mode)
 {
-    loop_ = mode;
+    wanted_.set_loop(mode);
     tracks_.set_loop(mode == loop_mode::list);
     if (player_) {
-        player_->set_repeat(mode == loop_mode::track);
+        player_->set_repeat(repeats());
     }
     if (run_) {
-        run_->set_repeat(mode == loop_mode::track);
+        run_->set_repeat(repeats());
     }
 }
 
 void session::on(const request::play& /*wanted*/)
 {
-    paused_ = false;
-    if (resting_) {
+    if (rests()) {
         end_rest();
-    } else if (run_ && !moved_) {
+        return;
+    }
+    wanted_.play();
+    if (run_ && !moved_) {
         run_->resume(smooth_fade());
     }
 }
@@ -95,7 +94,7 @@ void session::on(const request::pause& /*wanted*/)
     if (wav_) {
         return; // ALSA's file plugin would begin its file anew.
     }
-    paused_ = !resting_;
+    wanted_.pause();
     if (run_ && !moved_) {
         run_->pause(smooth_fade());
     }
@@ -103,10 +102,10 @@ void session::on(const request::pause& /*wanted*/)
 
 void session::on(const request::toggle_pause& /*wanted*/)
 {
-    if (resting_ || paused_) {
-        on(request::play{});
-    } else {
+    if (wanted_.state() == play_state::playing) {
         on(request::pause{});
+    } else {
+        on(request::play{});
     }
 }
 
@@ -143,14 +142,14 @@ void session::on(const request::set_volume& wanted)
 
 void session::on(const request::change_volume& wanted)
 {
-    set_volume(volume_ + wanted.by);
+    set_volume(wanted_.volume() + wanted.by);
 }
 
 void session::on(const request::toggle_mute& /*wanted*/)
 {
-    muted_ = !muted_;
+    wanted_.toggle_mute();
     if (run_) {
-        run_->set_volume(sounding_volume());
+        run_->set_volume(wanted_.sounding_volume());
     }
 }
 
@@ -161,14 +160,7 @@ void session::on(const request::set_loop& wanted)
 
 void session::on(const request::cycle_loop& /*wanted*/)
 {
-    switch (loop_) {
-    case loop_mode::none:
-        return set_loop(loop_mode::track);
-    case loop_mode::track:
-        return set_loop(loop_mode::list);
-    case loop_mode::list:
-        return set_loop(loop_mode::none);
-    }
+    set_loop(next_loop_mode(wanted_.loop()));
 }
 
 void session::on(const request::set_shuffle& wanted)
@@ -178,8 +170,7 @@ void session::on(const request::set_shuffle& wanted)
 
 void session::on(const request::open& wanted)
 {
-    paused_ = false;
-    resting_ = false;
+    wanted_.play();
     tracks_.insert(wanted.path);
     leave_track(smooth_fade());
 }
