@@ -23,7 +23,7 @@ protected:
     remote_end()
     {
         // NOLINTNEXTLINE(concurrency-mt-unsafe)
-        setenv("DBUS_SESSION_BUS_ADDRESS", bus_.address().c_str(), 1);
+        setenv("DBUS_SESSION_BUS_ADDRESS", bus.address().c_str(), 1);
     }
 
     static snapshot in_state(play_state state)
@@ -43,7 +43,9 @@ protected:
 
 private:
     temporary_folder folder_{"remote_end"};
-    session_bus bus_{folder_.path()};
+
+protected:
+    session_bus bus{folder_.path()};
 };
 
 } // namespace
@@ -59,6 +61,19 @@ TEST_F(remote_end, takes_the_name_off_the_bus_while_the_process_lives_on)
     }
     EXPECT_EQ(names_on_bus(), "");
 }
+
+TEST_F(remote_end, leaves_a_bus_behind_that_takes_no_more)
+{
+    constexpr std::size_t more_than_a_socket_holds = 64 << 20;
+    bus_recording recording("member=NameOwnerChanged", {});
+    remote others(std::make_shared<event_queue>());
+    snapshot now = in_state(play_state::playing);
+    others.publish(now);
+    EXPECT_TRUE(recording.comes(name));
+    bus.halt();
+    now.title = std::string(more_than_a_socket_holds, 'a');
+    others.publish(now);
+} // The end of `others` must not wait for the bus.
 
 TEST_F(remote_end, has_not_joined_the_bus_where_nothing_has_sounded)
 {
