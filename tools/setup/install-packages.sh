@@ -16,7 +16,7 @@ measure="python3 lame sox valgrind"
 bench="libasound2-dev libbenchmark-dev libuv1-dev python3-matplotlib pulseaudio pulseaudio-utils procps"
 docs="doxygen graphviz python3 mandoc"
 peers="libsox-fmt-alsa libsox-fmt-mp3 mpv gstreamer1.0-tools gstreamer1.0-plugins-base-apps gstreamer1.0-plugins-good gstreamer1.0-alsa"
-deb="build-essential debhelper git lame lintian pkgconf sox"
+deb="build-essential dbus-daemon debhelper git lame lintian pkgconf playerctl pulseaudio sox"
 
 # Never mpg123:arm64, which would remove this machine's own.
 cross="g++-aarch64-linux-gnu qemu-user libmpg123-dev:arm64 libasound2:arm64 libstdc++6:arm64"
