@@ -15,9 +15,8 @@ tmux_screen::tmux_screen(const std::string& folder, const program_settings& sett
             command.push_back(name + "=" + *value);
         }
     }
-    const std::vector<std::string> start =
-        tmux({"-f", "/dev/null", "new-session", "-d", "-x", "80", "-y", "24",
-              "PS1='$ ' exec bash --norc --noprofile -i"});
+    const std::vector<std::string> start = tmux(
+        {"-f", "/dev/null", "new-session", "-d", "-x", "80", "-y", "24", "PS1='$ ' exec dash -i"});
     command.insert(command.end(), start.begin(), start.end());
     run_tool(command);
     EXPECT_TRUE(shows("$"));

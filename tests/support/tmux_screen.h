@@ -11,7 +11,7 @@ class tmux_screen
 {
 public:
     /// Keeps its files in `folder`. The shell has job control, and the environment of `settings` besides the
-    /// test's own.
+    /// test's own. Other than bash, it leaves the terminal's mode to the programs that it runs.
     tmux_screen(const std::string& folder, const program_settings& settings);
 
     /// Ends the server, and what runs in its window with it.
