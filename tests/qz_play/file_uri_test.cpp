@@ -41,9 +41,9 @@ TEST(path_of_file_uri, takes_digits_of_both_cases)
 
 TEST(path_of_file_uri, refuses_what_is_no_file_of_this_machine)
 {
-    for (const char* uri :
-         {"", "/a/b.mp3", "http://host/a.mp3", "file:", "file://", "file://host/a.mp3",
-          "file://localhost", "file://localhosts/a", "file:/a", "xfile:///a"}) {
+    for (const char* uri : {"", "/a/b.mp3", "http://host/a.mp3", "file:", "file://",
+                            "file://host/a.mp3", "file://localhost", "file://localhosts/a",
+                            "file:/a", "file:relative.mp3", "xfile:///a"}) {
         EXPECT_EQ(path_of_file_uri(uri), std::nullopt) << uri;
     }
 }

@@ -262,6 +262,9 @@ TEST_F(remote, refuses_what_it_cannot_open_or_set)
     const std::string open = std::string(player_interface) + ".OpenUri";
     EXPECT_THAT(call(open, {"string:http://host/a.mp3"}).errors, HasSubstr("Only files of this"));
     EXPECT_THAT(call(open, {"string:file:///%zz"}).errors, HasSubstr("Only files of this"));
+    for (const std::string& name : {path("none.mp3"), path(""), std::string(100000, 'a')}) {
+        EXPECT_THAT(call(open, {"string:file:///" + name}).errors, HasSubstr("no such file"));
+    }
 
     EXPECT_THAT(set("LoopStatus", "string:Twice").errors,
                 HasSubstr("LoopStatus is None, Track or Playlist."));

@@ -5,6 +5,8 @@
 
 #include <cmath>
 #include <cstdint>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace
@@ -64,6 +66,11 @@ user_request open_request(const std::string& uri)
     const std::optional<std::string> path = path_of_file_uri(uri);
     if (!path) {
         throw invalid("Only files of this machine can be opened, as in file:///folder/track.mp3.");
+    }
+    // For any other the track that plays would be broken off in vain.
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(*path, ignored)) {
+        throw sdbus::Error("org.freedesktop.DBus.Error.FileNotFound", "There is no such file.");
     }
     return request::open{*path};
 }
