@@ -105,7 +105,7 @@ int main(int argc, char** argv)
         return *status;
     }
     fill_standard_streams();
-    const auto& chosen = std::get<options>(parsed);
+    const auto& chosen = *std::get_if<options>(&parsed);
     display screen(amount_to_tell(chosen));
     std::optional<hidden_chatter> hidden;
     if (!chosen.verbose) {

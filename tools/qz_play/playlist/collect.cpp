@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 namespace
 {
 
-using names = std::vector<std::string>;
+using strings = std::vector<std::string>;
 
 bool is_track(const fs::directory_entry& entry)
 {
@@ -24,9 +24,9 @@ bool is_track(const fs::directory_entry& entry)
 }
 
 /// Folders that links lead to are left out: they may lead round and round.
-names tracks_below(const fs::path& folder)
+strings tracks_below(const fs::path& folder)
 {
-    names tracks;
+    strings tracks;
     std::error_code error;
     for (fs::recursive_directory_iterator entry(
              folder, fs::directory_options::skip_permission_denied, error);
@@ -36,16 +36,16 @@ names tracks_below(const fs::path& folder)
         }
     }
     std::sort(tracks.begin(), tracks.end());
-    return tracks.empty() ? names{folder} : tracks;
+    return tracks.empty() ? strings{folder} : tracks;
 }
 
-names tracks_of_playlist(const fs::path& file)
+strings tracks_of_playlist(const fs::path& file)
 {
     std::ifstream lines(file);
-    return lines ? read_playlist(lines, file.parent_path()) : names{file};
+    return lines ? read_playlist(lines, file.parent_path()) : strings{file};
 }
 
-names tracks_of(const std::string& name, std::istream& input)
+strings tracks_of(const std::string& name, std::istream& input)
 {
     std::error_code ignored;
     if (name == list_on_standard_input) {
@@ -54,16 +54,16 @@ names tracks_of(const std::string& name, std::istream& input)
     if (fs::is_directory(name, ignored)) {
         return tracks_below(name);
     }
-    return is_playlist(name) ? tracks_of_playlist(name) : names{name};
+    return is_playlist(name) ? tracks_of_playlist(name) : strings{name};
 }
 
 } // namespace
 
-std::vector<std::string> collect_tracks(const std::vector<std::string>& all, std::istream& input)
+std::vector<std::string> collect_tracks(const std::vector<std::string>& names, std::istream& input)
 {
-    names tracks;
-    for (const std::string& name : all) {
-        const names named = tracks_of(path_of_file_uri(name).value_or(name), input);
+    strings tracks;
+    for (const std::string& name : names) {
+        const strings named = tracks_of(path_of_file_uri(name).value_or(name), input);
         tracks.insert(tracks.end(), named.begin(), named.end());
     }
     return tracks;

@@ -34,13 +34,19 @@ void watch_crashes()
     }
 }
 
+termios mode_of(int descriptor)
+{
+    termios mode{};
+    tcgetattr(descriptor, &mode);
+    return mode;
+}
+
 } // namespace
 
-raw_terminal::raw_terminal(int descriptor) : descriptor_(descriptor)
+raw_terminal::raw_terminal(int descriptor) : descriptor_(descriptor), raw_(mode_of(descriptor))
 {
-    tcgetattr(descriptor_, &former_mode);
     raw_descriptor = descriptor_;
-    raw_ = former_mode;
+    former_mode = raw_;
     raw_.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
     raw_.c_iflag &= ~static_cast<tcflag_t>(IXON); // Ctrl-S would hold up whoever draws.
     raw_.c_cc[VMIN] = 1;

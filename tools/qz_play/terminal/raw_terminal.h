@@ -30,7 +30,7 @@ public:
 private:
     const int descriptor_;
     std::mutex mutex_;
-    termios raw_{};
+    termios raw_;
     bool closed_ = false;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <cstring>
 #include <cwchar>
 
 #include <iconv.h>
@@ -56,7 +57,7 @@ public:
         char* to = reinterpret_cast<char*>(wide.data());
         std::size_t room = wide.size() * sizeof(wchar_t);
         while (iconv(state_, &from, &left, &to, &room) == static_cast<std::size_t>(-1)) {
-            std::copy_n(reinterpret_cast<const char*>(&unknown), sizeof unknown, to);
+            std::memcpy(to, &unknown, sizeof unknown);
             to += sizeof unknown;
             room -= sizeof unknown;
             ++from;
@@ -85,6 +86,7 @@ std::wstring text::from_locale(const std::string& bytes)
     std::mbstate_t state{};
     for (std::size_t at = 0; at < bytes.size();) {
         wchar_t character = 0;
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): it has a state of its own.
         const std::size_t length = std::mbrtowc(&character, &bytes[at], bytes.size() - at, &state);
         const bool valid = length > 0 && length <= bytes.size() - at;
         wide += valid ? printable(character) : unknown;
@@ -100,6 +102,7 @@ std::string text::to_locale(std::wstring_view wide)
     std::array<char, MB_LEN_MAX> one{};
     std::mbstate_t state{};
     for (const wchar_t character : wide) {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): it has a state of its own.
         const std::size_t length = std::wcrtomb(one.data(), character, &state);
         if (length <= one.size()) {
             bytes.append(one.data(), length);
@@ -116,6 +119,7 @@ bool text::writable(std::wstring_view wide)
     std::array<char, MB_LEN_MAX> one{};
     return std::all_of(wide.begin(), wide.end(), [&](wchar_t character) {
         std::mbstate_t state{};
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): it has a state of its own.
         return std::wcrtomb(one.data(), character, &state) <= one.size();
     });
 }
