@@ -329,6 +329,14 @@ TEST_F(screen, gets_its_mode_back_when_two_interrupts_end_the_program)
     server_->go_on();
 }
 
+TEST_F(screen, gets_its_mode_back_when_control_backslash_ends_the_program)
+{
+    play("first.mp3");
+    ASSERT_TRUE(window_->shows("▶ first.mp3"));
+    window_->press("C-\\");
+    expect_end(4);
+}
+
 TEST_F(screen, gets_its_mode_back_when_the_sound_server_dies)
 {
     play("first.mp3");

@@ -83,7 +83,7 @@ TEST_P(one_signal, stops_cleanly)
         << "the repeated track is not the same each time";
 }
 
-INSTANTIATE_TEST_SUITE_P(each, one_signal, ::testing::Values(SIGINT, SIGTERM, SIGHUP));
+INSTANTIATE_TEST_SUITE_P(each, one_signal, ::testing::Values(SIGINT, SIGTERM, SIGHUP, SIGQUIT));
 
 TEST_F(signals, twice_end_a_player_whose_output_is_blocked)
 {

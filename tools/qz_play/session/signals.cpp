@@ -24,7 +24,7 @@ sigset_t watched_signals()
 {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGCONT, SIGWINCH}) {
+    for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGCONT, SIGWINCH}) {
         sigaddset(&signals, signal);
     }
     for (const int signal : {SIGHUP, SIGTSTP}) {
