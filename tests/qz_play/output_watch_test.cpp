@@ -24,6 +24,18 @@ duty look_for(output_watch& watch, output_watch::clock::time_point from, std::ch
     return last;
 }
 
+/// Asks on until the player does not answer at once, or rushes; returns how often.
+int questions_at_once(output_watch& watch, output_watch::clock::time_point& now, int answers)
+{
+    int asked = 0;
+    while (watch.look(now) == duty::ask && !watch.rushes()) {
+        ++asked;
+        now += asked <= answers ? 200us : 26ms;
+        watch.answered(now);
+    }
+    return asked;
+}
+
 } // namespace
 
 TEST(output_watch, asks_once_a_period)
@@ -47,6 +59,38 @@ TEST(output_watch, gives_up_after_a_long_silence)
     look_for(watch, start, 10s, true);
     EXPECT_NE(look_for(watch, start + 10s, 4s, false), duty::give_up);
     EXPECT_EQ(look_for(watch, start + 14s, 2s, false), duty::give_up);
+}
+
+TEST(output_watch, sees_an_output_that_waits_for_no_block)
+{
+    output_watch watch;
+    watch.answered(start);
+    auto now = start;
+    EXPECT_EQ(questions_at_once(watch, now, 2000), 1000);
+    EXPECT_TRUE(watch.rushes());
+}
+
+TEST(output_watch, does_not_mind_an_output_that_fills_its_buffer)
+{
+    output_watch watch;
+    watch.answered(start);
+    auto now = start;
+    for (int round = 0; round < 5; ++round) {
+        EXPECT_EQ(questions_at_once(watch, now, 300), 301);
+        EXPECT_FALSE(watch.rushes());
+        now += 1s;
+    }
+}
+
+TEST(output_watch, takes_an_answer_to_something_else_for_no_second_one)
+{
+    output_watch watch;
+    watch.answered(start);
+    EXPECT_EQ(watch.look(start), duty::ask);
+    for (int answer = 0; answer < 2000; ++answer) {
+        watch.answered(start + 1ms);
+    }
+    EXPECT_FALSE(watch.rushes());
 }
 
 TEST(output_watch, holds_no_silence_against_the_player_that_it_did_not_hear)

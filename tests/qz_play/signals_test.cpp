@@ -134,6 +134,18 @@ TEST_F(signals, are_not_needed_where_a_sound_server_dies)
     EXPECT_THAT(player.errors(), HasSubstr("faster than it can be heard"));
 }
 
+TEST_F(signals, are_not_needed_where_a_sound_server_dies_under_a_repeated_track)
+{
+    std::optional<sound_server> server(std::in_place, path(""));
+    settings.environment["XDG_RUNTIME_DIR"] = server->runtime_folder();
+    const std::string track = make_track({"tone.mp3", "2"});
+    program player(qz_play({"--repeat", track}), settings);
+    ASSERT_TRUE(player.wait_for_error_text(": playing\n"));
+    server.reset();
+    EXPECT_EQ(player.wait_for_exit(), 3);
+    EXPECT_THAT(player.errors(), HasSubstr("faster than it can be heard"));
+}
+
 TEST_F(signals, twice_end_a_player_whose_sound_server_hangs)
 {
     const sound_server server(path(""));

@@ -1,11 +1,12 @@
 /// \file
-/// \brief Finding out that an output is blocked.
+/// \brief Finding out that an output is blocked, or takes the sound far too fast.
 #pragma once
 
 #include <chrono>
 
-/// The player serves requests between two blocks of sound: one that answers none for a while waits for an
-/// output that takes nothing. So it is asked every second for something that changes nothing.
+/// The player serves requests between two blocks of sound, so it is asked every second for something that
+/// changes nothing. One that answers none for a while waits for an output that takes nothing. One that
+/// answers at once is asked on: where block after block brings an answer without a wait, nothing sounds.
 class output_watch
 {
 public:
@@ -14,17 +15,28 @@ public:
     static constexpr std::chrono::seconds period{1};
     static constexpr std::chrono::seconds longest_silence{5};
 
+    /// The shortest blocks sound for 8 ms, the usual ones for 26.
+    static constexpr std::chrono::milliseconds at_once{4};
+
+    /// As many blocks as no buffer holds: that of an output that has just begun is filled without a wait.
+    static constexpr int too_many_at_once = 1000;
+
     enum class duty { none, ask, give_up };
 
     /// The player has answered, or begins to play.
-    void answered(clock::time_point now) { heard_ = now; }
+    void answered(clock::time_point now);
 
-    /// Returns what is to be done. To be called at least every `period`: whoever was not, because the
-    /// process was stopped, knows nothing of the player's silence.
+    /// Returns what is to be done. To be called after each answer, and at least every `period`: whoever was
+    /// not, because the process was stopped, knows nothing of the player's silence.
     duty look(clock::time_point now);
+
+    /// Returns whether the output waits for nothing.
+    [[nodiscard]] bool rushes() const { return answers_at_once_ >= too_many_at_once; }
 
 private:
     clock::time_point heard_{};
     clock::time_point asked_{};
     clock::time_point looked_{};
+    bool awaits_ = false;
+    int answers_at_once_ = 0;
 };

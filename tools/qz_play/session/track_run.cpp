@@ -236,14 +236,19 @@ void track_run::watch_output()
         phase_ = phase::over;
         break;
     }
+    if (watch_.rushes() && phase_ == phase::playing) {
+        rushed_ = true;
+        end();
+    }
 }
 
-/// An output that is gone takes everything at once. Of the last seconds much may still be in its buffer.
+/// An output that is gone takes everything at once. Of the last seconds much may still be in its buffer. A
+/// repeated or long track does not end soon.
 bool track_run::rushed() const
 {
     constexpr seconds buffer{1};
-    return watched_ && complete_ && track_.size &&
-           2 * clock_.elapsed() + buffer < track_.size->length;
+    return rushed_ || (watched_ && complete_ && track_.size &&
+                       2 * clock_.elapsed() + buffer < track_.size->length);
 }
 
 /// The code may be either library's: what the player was doing tells whose.

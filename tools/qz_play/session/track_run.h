@@ -76,7 +76,7 @@ public:
     /// Returns whether the player was given up, since its output is blocked: it may never end.
     [[nodiscard]] bool blocked() const { return blocked_; }
 
-    /// Returns whether the track was over far sooner than it sounds: it was not heard.
+    /// Returns whether the output took the track far sooner than it sounds: it was not heard.
     [[nodiscard]] bool rushed() const;
 
     /// Returns what went wrong, as a sentence; empty when nothing did.
@@ -125,6 +125,7 @@ private:
     output_watch watch_;
     const bool watched_;
     bool blocked_ = false;
+    bool rushed_ = false;
     bool complete_ = false;
     std::string problem_;
 };
