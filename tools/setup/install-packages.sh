@@ -19,7 +19,7 @@ peers="libsox-fmt-alsa libsox-fmt-mp3 mpv gstreamer1.0-tools gstreamer1.0-plugin
 deb="build-essential dbus-daemon debhelper git lame lintian pkgconf playerctl pulseaudio sox"
 
 # Never mpg123:arm64, which would remove this machine's own.
-cross="g++-aarch64-linux-gnu qemu-user libmpg123-dev:arm64 libasound2:arm64 libstdc++6:arm64"
+cross="g++-aarch64-linux-gnu qemu-user libmpg123-dev:arm64 libtermkey-dev:arm64 libncurses-dev:arm64 libasound2:arm64 libstdc++6:arm64"
 
 packages=""
 for purpose in "$@"; do
