@@ -57,8 +57,18 @@ TEST(output_watch, gives_up_after_a_long_silence)
 {
     output_watch watch;
     look_for(watch, start, 10s, true);
-    EXPECT_NE(look_for(watch, start + 10s, 4s, false), duty::give_up);
-    EXPECT_EQ(look_for(watch, start + 14s, 2s, false), duty::give_up);
+    EXPECT_NE(look_for(watch, start + 10s, 9s, false), duty::give_up);
+    EXPECT_EQ(look_for(watch, start + 19s, 2s, false), duty::give_up);
+}
+
+TEST(output_watch, gives_up_also_where_it_awaits_an_answer_and_asks_nothing)
+{
+    output_watch watch;
+    EXPECT_EQ(watch.await(start), duty::none);
+    for (auto now = start; now <= start + 10s; now += 1s) {
+        EXPECT_EQ(watch.await(now), duty::none);
+    }
+    EXPECT_EQ(watch.await(start + 11s), duty::give_up);
 }
 
 TEST(output_watch, sees_an_output_that_waits_for_no_block)

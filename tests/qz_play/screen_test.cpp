@@ -329,6 +329,31 @@ TEST_F(screen, gets_its_mode_back_when_two_interrupts_end_the_program)
     server_->go_on();
 }
 
+TEST_F(screen, gets_its_mode_back_when_the_sound_server_hangs_after_a_pause)
+{
+    play("--verbose first.mp3");
+    ASSERT_TRUE(window_->shows("▶ first.mp3"));
+    window_->type(" ");
+    ASSERT_TRUE(window_->shows("first.mp3: paused"));
+    server_->halt();
+    window_->type(" ");
+    EXPECT_TRUE(window_->shows("takes no more sound"));
+    expect_end(3);
+    server_->go_on();
+}
+
+TEST_F(screen, gets_its_mode_back_when_the_sound_server_hangs_at_the_end)
+{
+    play("--verbose first.mp3");
+    ASSERT_TRUE(window_->shows("▶ first.mp3"));
+    window_->type(" ");
+    ASSERT_TRUE(window_->shows("first.mp3: paused"));
+    server_->halt();
+    window_->type("q");
+    expect_end(0);
+    server_->go_on();
+}
+
 TEST_F(screen, gets_its_mode_back_when_control_backslash_ends_the_program)
 {
     play("first.mp3");

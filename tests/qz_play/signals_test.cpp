@@ -122,6 +122,19 @@ TEST_F(signals, are_not_needed_where_a_sound_server_hangs)
     EXPECT_THAT(temporary_folders(), IsEmpty());
 }
 
+TEST_F(signals, are_not_needed_where_a_sound_server_hangs_from_the_start)
+{
+    const sound_server server(path(""));
+    settings.environment["XDG_RUNTIME_DIR"] = server.runtime_folder();
+    const std::string track = make_track({});
+    server.halt();
+    program player(qz_play({track}), settings);
+    EXPECT_EQ(player.wait_for_exit(), 2);
+    server.go_on();
+    EXPECT_THAT(player.errors(), HasSubstr(track + ": the sound output takes no more sound;"));
+    EXPECT_THAT(temporary_folders(), IsEmpty());
+}
+
 TEST_F(signals, are_not_needed_where_a_sound_server_dies)
 {
     std::optional<sound_server> server(std::in_place, path(""));

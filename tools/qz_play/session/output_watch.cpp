@@ -1,11 +1,9 @@
 #include "session/output_watch.h"
 
-#include <utility>
-
 /// More answers than questions come where the volume is changed meanwhile.
 void output_watch::answered(clock::time_point now)
 {
-    heard_ = now;
+    patience_.heard(now);
     if (now - asked_ > at_once) {
         answers_at_once_ = 0;
     } else if (awaits_) {
@@ -14,13 +12,14 @@ void output_watch::answered(clock::time_point now)
     awaits_ = false;
 }
 
+output_watch::duty output_watch::await(clock::time_point now)
+{
+    return patience_.is_over(now) ? duty::give_up : duty::none;
+}
+
 output_watch::duty output_watch::look(clock::time_point now)
 {
-    const bool was_away = now - std::exchange(looked_, now) > 2 * period;
-    if (was_away) {
-        heard_ = now;
-    }
-    if (now - heard_ > longest_silence) {
+    if (await(now) == duty::give_up) {
         return duty::give_up;
     }
     const bool asks_on = answers_at_once_ > 0 && !awaits_;

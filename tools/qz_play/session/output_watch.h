@@ -2,6 +2,8 @@
 /// \brief Finding out that an output is blocked, or takes the sound far too fast.
 #pragma once
 
+#include "session/patience.h"
+
 #include <chrono>
 
 /// The player serves requests between two blocks of sound, so it is asked every second for something that
@@ -12,8 +14,7 @@ class output_watch
 public:
     using clock = std::chrono::steady_clock;
 
-    static constexpr std::chrono::seconds period{1};
-    static constexpr std::chrono::seconds longest_silence{5};
+    static constexpr std::chrono::seconds period = patience::period;
 
     /// The shortest blocks sound for 8 ms, the usual ones for 26.
     static constexpr std::chrono::milliseconds at_once{4};
@@ -26,17 +27,19 @@ public:
     /// The player has answered, or begins to play.
     void answered(clock::time_point now);
 
-    /// Returns what is to be done. To be called after each answer, and at least every `period`: whoever was
-    /// not, because the process was stopped, knows nothing of the player's silence.
+    /// Returns what is to be done while it plays. To be called after each answer, and at least every
+    /// `period`.
     duty look(clock::time_point now);
+
+    /// The same while it owes an answer to something else: there is nothing to ask.
+    duty await(clock::time_point now);
 
     /// Returns whether the output waits for nothing.
     [[nodiscard]] bool rushes() const { return answers_at_once_ >= too_many_at_once; }
 
 private:
-    clock::time_point heard_{};
     clock::time_point asked_{};
-    clock::time_point looked_{};
+    patience patience_;
     bool awaits_ = false;
     int answers_at_once_ = 0;
 };

@@ -77,7 +77,7 @@ try {
         next.size = measure_track(next.path);
     }
     if (!player_) {
-        start_output();
+        start_output(next);
     }
     if (!leaving_ && !moved_) {
         play(next);
@@ -96,7 +96,7 @@ bool session::needs_size_at_once() const
 }
 
 /// Only now, with something to play: a wrong name is told on a machine without sound, too.
-void session::start_output()
+void session::start_output(const track& next)
 {
     choose_output_modules(options_, folder_);
     if (options_.wav) {
@@ -108,7 +108,12 @@ void session::start_output()
     player_.emplace(events_);
     player_->set_repeat(repeats());
     player_->open();
-    wait_until([this] { return status_ == qz_audio_status_opened || open_error_ || leaving_; });
+    output_blocked_ = !wait_patiently_until(
+        [this] { return status_ == qz_audio_status_opened || open_error_ || leaving_; });
+    if (output_blocked_) {
+        leaving_ = true;
+        throw track_failure(next.path + output_hangs);
+    }
     if (open_error_) {
         throw startup_failure(std::string("the sound output cannot be opened (") +
                               out123_plain_strerror(*open_error_) +
@@ -123,7 +128,7 @@ void session::finish_output()
     if (output_blocked_) {
         return;
     }
-    wait_until([this] { return status_ == qz_audio_status_none; });
+    wait_patiently_until([this] { return status_ == qz_audio_status_none; });
 }
 
 void session::play(const track& next)
@@ -202,6 +207,19 @@ void session::wait_until(const std::function<bool()>& reached)
     }
 }
 
+/// Gives up where an output takes too long; returns whether it was reached. A pipe for the sound may wait
+/// for its reader as long as that likes.
+bool session::wait_patiently_until(const std::function<bool()>& reached)
+{
+    if (!wav_) {
+        patience_.emplace();
+    }
+    wait_until(
+        [&] { return reached() || (patience_ && patience_->is_over(patience::clock::now())); });
+    patience_.reset();
+    return reached();
+}
+
 /// Takes what has come in the meantime, without a wait.
 void session::take_waiting_events()
 {
@@ -221,11 +239,11 @@ bool session::take_event(event_queue::clock::time_point deadline)
 event_queue::clock::time_point session::next_duty() const
 {
     const auto never = event_queue::clock::time_point::max();
-    if (!sounds()) {
-        return never;
+    std::optional<seconds> wait = run_ ? run_->next_duty() : std::nullopt;
+    if (patience_) {
+        wait = patience::period;
     }
-    std::optional<seconds> wait = run_->next_duty();
-    if (display_.has_live_line()) {
+    if (sounds() && display_.has_live_line()) {
         wait = std::min(wait.value_or(redraw_period), redraw_period);
     }
     using duration = event_queue::clock::duration;

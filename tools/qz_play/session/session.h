@@ -6,6 +6,7 @@
 #include "output/wav_output.h"
 #include "playlist/track_list.h"
 #include "session/events.h"
+#include "session/patience.h"
 #include "session/player.h"
 #include "session/snapshot.h"
 #include "session/track_run.h"
@@ -46,7 +47,7 @@ private:
 
     void play_track();
     [[nodiscard]] bool needs_size_at_once() const;
-    void start_output();
+    void start_output(const track& next);
     void finish_output();
     void play(const track& next);
     [[nodiscard]] std::string problem_of_run() const;
@@ -54,6 +55,7 @@ private:
     [[nodiscard]] int result() const;
 
     void wait_until(const std::function<bool()>& reached);
+    bool wait_patiently_until(const std::function<bool()>& reached);
     void take_waiting_events();
     bool take_event(event_queue::clock::time_point deadline);
     [[nodiscard]] event_queue::clock::time_point next_duty() const;
@@ -123,6 +125,7 @@ private:
     wishes wanted_;
     bool moved_ = false; ///< The list stands at what the user wants, not at what plays.
     std::optional<int> open_error_;
+    std::optional<patience> patience_; ///< With an output that opens or closes.
     bool output_blocked_ = false;
     bool leaving_ = false;
     bool ended_by_signal_ = false;

@@ -1,5 +1,7 @@
 #include "session/track_run.h"
 
+#include "failures.h"
+
 #include <mpg123.h>
 #include <out123.h>
 
@@ -38,8 +40,8 @@ void track_run::on(const status_changed& change)
     if (status_ == qz_audio_status_playing && phase_ == phase::starting) {
         phase_ = phase::playing;
     }
+    watch_.answered(output_watch::clock::now());
     if (status_ == qz_audio_status_playing) {
-        watch_.answered(output_watch::clock::now());
         clock_.start();
     } else {
         clock_.stop();
@@ -136,8 +138,9 @@ void track_run::follow_clock()
 
 std::optional<track_run::seconds> track_run::next_duty() const
 {
+    const bool watches = watched_ && owed_answer();
     if (!clock_.running()) {
-        return std::nullopt;
+        return watches ? std::optional<seconds>(output_watch::period) : std::nullopt;
     }
     std::optional<seconds> wait = curve_.steady_for(position());
     if (watched_) {
@@ -220,18 +223,17 @@ void track_run::end()
 
 void track_run::watch_output()
 {
-    if (!watched_ || !sounds() || over()) {
+    if (!watched_ || over()) {
         return;
     }
-    switch (watch_.look(output_watch::clock::now())) {
+    switch (duty_to_output()) {
     case output_watch::duty::none:
         break;
     case output_watch::duty::ask:
         player_.set_volume(volume_);
         break;
     case output_watch::duty::give_up:
-        problem_ = track_.path + ": the sound output takes no more sound; "
-                                 "see whether the sound server or the device hangs.";
+        problem_ = track_.path + output_hangs;
         blocked_ = true;
         phase_ = phase::over;
         break;
@@ -240,6 +242,32 @@ void track_run::watch_output()
         rushed_ = true;
         end();
     }
+}
+
+output_watch::duty track_run::duty_to_output()
+{
+    const auto now = output_watch::clock::now();
+    if (owed_answer()) {
+        return watch_.await(now);
+    }
+    return sounds() ? watch_.look(now) : output_watch::duty::none;
+}
+
+/// What was loaded in a pause waits for its user, and so does what was paused.
+bool track_run::owed_answer() const
+{
+    switch (phase_) {
+    case phase::loading:
+        return status_ != qz_audio_status_loaded;
+    case phase::starting:
+    case phase::ending:
+        return true;
+    case phase::playing:
+        return asked_;
+    case phase::over:
+        return false;
+    }
+    return false;
 }
 
 /// An output that is gone takes everything at once. Of the last seconds much may still be in its buffer. A

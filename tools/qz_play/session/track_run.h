@@ -105,6 +105,8 @@ private:
     void pursue_wish();
     void end();
     void watch_output();
+    [[nodiscard]] output_watch::duty duty_to_output();
+    [[nodiscard]] bool owed_answer() const;
     [[nodiscard]] bool fading() const { return ramp_.moving(volume_ramp::clock::now()); }
     [[nodiscard]] std::string describe(int code) const;
 
