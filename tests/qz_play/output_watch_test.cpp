@@ -80,6 +80,20 @@ TEST(output_watch, sees_an_output_that_waits_for_no_block)
     EXPECT_TRUE(watch.rushes());
 }
 
+TEST(output_watch, sees_that_a_part_of_a_track_was_not_heard)
+{
+    EXPECT_TRUE(output_watch::is_too_soon(0s, 20s));
+    EXPECT_TRUE(output_watch::is_too_soon(14s, 20s));
+    EXPECT_TRUE(output_watch::is_too_soon(3000s, 3600s));
+}
+
+TEST(output_watch, does_not_mind_what_is_in_a_buffer_or_a_clock_that_differs)
+{
+    EXPECT_FALSE(output_watch::is_too_soon(0s, 1s));
+    EXPECT_FALSE(output_watch::is_too_soon(18s, 20s));
+    EXPECT_FALSE(output_watch::is_too_soon(3550s, 3600s));
+}
+
 TEST(output_watch, does_not_mind_an_output_that_fills_its_buffer)
 {
     output_watch watch;

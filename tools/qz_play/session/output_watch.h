@@ -37,6 +37,16 @@ public:
     /// Returns whether the output waits for nothing.
     [[nodiscard]] bool rushes() const { return answers_at_once_ >= too_many_at_once; }
 
+    /// Returns whether a whole track of this length took too little time to have been heard. Of its last
+    /// seconds much may still be in a buffer, and clocks differ a little.
+    static bool is_too_soon(std::chrono::duration<double> elapsed,
+                            std::chrono::duration<double> length)
+    {
+        constexpr std::chrono::duration<double> buffer{2};
+        constexpr double difference = 0.03;
+        return elapsed + buffer < (1 - difference) * length;
+    }
+
 private:
     clock::time_point asked_{};
     patience patience_;

@@ -126,6 +126,12 @@ void track_run::set_repeat(bool on)
     manner_.repeats = on;
 }
 
+void track_run::take_back_stop()
+{
+    clock_.take_back_stop();
+    was_stopped_ = true;
+}
+
 void track_run::follow_clock()
 {
     clock_.look();
@@ -270,13 +276,12 @@ bool track_run::owed_answer() const
     return false;
 }
 
-/// An output that is gone takes everything at once. Of the last seconds much may still be in its buffer. A
-/// repeated or long track does not end soon.
+/// An output that is gone takes everything at once. A repeated or long track does not end soon. After a
+/// stop from outside the clock is not exact enough.
 bool track_run::rushed() const
 {
-    constexpr seconds buffer{1};
-    return rushed_ || (watched_ && complete_ && track_.size &&
-                       2 * clock_.elapsed() + buffer < track_.size->length);
+    return rushed_ || (watched_ && complete_ && track_.size && !was_stopped_ &&
+                       output_watch::is_too_soon(clock_.elapsed(), track_.size->length));
 }
 
 /// The code may be either library's: what the player was doing tells whose.

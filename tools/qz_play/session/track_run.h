@@ -60,7 +60,7 @@ public:
     void follow_clock();
 
     /// Learns that the process was stopped from outside, which is the sound's end for a while.
-    void take_back_stop() { clock_.take_back_stop(); }
+    void take_back_stop();
 
     /// Returns when there is next something to do, if there will be.
     [[nodiscard]] std::optional<seconds> next_duty() const;
@@ -76,7 +76,7 @@ public:
     /// Returns whether the player was given up, since its output is blocked: it may never end.
     [[nodiscard]] bool blocked() const { return blocked_; }
 
-    /// Returns whether the output took the track far sooner than it sounds: it was not heard.
+    /// Returns whether the output took the track sooner than it sounds: it was not heard, or not to its end.
     [[nodiscard]] bool rushed() const;
 
     /// Returns what went wrong, as a sentence; empty when nothing did.
@@ -128,6 +128,7 @@ private:
     const bool watched_;
     bool blocked_ = false;
     bool rushed_ = false;
+    bool was_stopped_ = false; ///< From outside, as far as is known.
     bool complete_ = false;
     std::string problem_;
 };
