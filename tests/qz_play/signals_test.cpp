@@ -113,13 +113,32 @@ TEST_F(signals, are_not_needed_where_a_sound_server_hangs)
     const sound_server server(path(""));
     settings.environment["XDG_RUNTIME_DIR"] = server.runtime_folder();
     const std::string track = make_track({"tone.mp3", "60"});
-    program player(qz_play({track, track}), settings);
+    const std::string second = make_track({"second.mp3"});
+    const std::string third = make_track({"third.mp3"});
+    program player(qz_play({track, second, third}), settings);
     ASSERT_TRUE(player.wait_for_error_text(": playing\n"));
     server.halt();
     EXPECT_EQ(player.wait_for_exit(), 3);
     server.go_on();
     EXPECT_THAT(player.errors(), HasSubstr(track + ": the sound output takes no more sound;"));
+    EXPECT_THAT(player.errors(), HasSubstr(second + ": the sound output takes no more sound;"));
+    EXPECT_THAT(player.errors(), Not(HasSubstr(third)));
     EXPECT_THAT(temporary_folders(), IsEmpty());
+}
+
+TEST_F(signals, are_not_needed_where_a_sound_server_hangs_for_a_while)
+{
+    const sound_server server(path(""));
+    settings.environment["XDG_RUNTIME_DIR"] = server.runtime_folder();
+    const std::string track = make_track({"tone.mp3", "60"});
+    const std::string second = make_track({"second.mp3"});
+    program player(qz_play({track, second}), settings);
+    ASSERT_TRUE(player.wait_for_error_text(": playing\n"));
+    server.halt();
+    ASSERT_TRUE(player.wait_for_error_text(track + ": the sound output takes no more sound;"));
+    server.go_on();
+    EXPECT_EQ(player.wait_for_exit(), 3);
+    EXPECT_THAT(player.errors(), HasSubstr(second + ": stopped\nsound output: closed\n"));
 }
 
 TEST_F(signals, are_not_needed_where_a_sound_server_hangs_from_the_start)

@@ -21,3 +21,17 @@ std::optional<event> event_queue::pop_until(clock::time_point deadline)
     events_.pop_front();
     return next;
 }
+
+void event_relay::push(event happened)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (queue_) {
+        queue_->push(std::move(happened));
+    }
+}
+
+void event_relay::close()
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    queue_.reset();
+}

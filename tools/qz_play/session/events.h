@@ -9,8 +9,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 #include <variant>
 
 struct status_changed {
@@ -57,4 +59,18 @@ private:
     std::mutex mutex_;
     std::condition_variable pushed_;
     std::deque<event> events_;
+};
+
+/// The way of one source's events into the queue, which can be closed while the source lives on.
+class event_relay
+{
+public:
+    explicit event_relay(std::shared_ptr<event_queue> queue) : queue_(std::move(queue)) {}
+
+    void push(event happened);
+    void close();
+
+private:
+    std::mutex mutex_;
+    std::shared_ptr<event_queue> queue_;
 };

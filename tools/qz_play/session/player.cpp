@@ -3,21 +3,26 @@
 #include <utility>
 
 player::player(std::shared_ptr<event_queue> events)
-    : events_(std::move(events)), audio_(qz_audio_new())
+    : relay_(std::make_shared<event_relay>(std::move(events))), audio_(qz_audio_new())
 {
-    qz_audio_on_status_change(audio_, [queue = events_](qz_audio_ptr, qz_audio_status status) {
-        queue->push(status_changed{status});
+    qz_audio_on_status_change(audio_, [relay = relay_](qz_audio_ptr, qz_audio_status status) {
+        relay->push(status_changed{status});
     });
     qz_audio_on_error(
-        audio_, [queue = events_](qz_audio_ptr, int code) { queue->push(error_reported{code}); });
-    qz_audio_on_volume_change(audio_, [queue = events_](qz_audio_ptr, int volume) {
-        queue->push(volume_changed{volume});
+        audio_, [relay = relay_](qz_audio_ptr, int code) { relay->push(error_reported{code}); });
+    qz_audio_on_volume_change(audio_, [relay = relay_](qz_audio_ptr, int volume) {
+        relay->push(volume_changed{volume});
     });
 }
 
 player::~player()
 {
     qz_audio_destroy(audio_, __FILE__, __LINE__);
+}
+
+void player::forget()
+{
+    relay_->close();
 }
 
 void player::open()
@@ -42,7 +47,7 @@ void player::pause()
 
 void player::stop()
 {
-    qz_audio_stop(audio_, [queue = events_](qz_audio_ptr) { queue->push(stop_completed{}); });
+    qz_audio_stop(audio_, [relay = relay_](qz_audio_ptr) { relay->push(stop_completed{}); });
 }
 
 void player::set_volume(int volume)

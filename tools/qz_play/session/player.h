@@ -16,6 +16,9 @@ public:
     /// becomes an event.
     ~player();
 
+    /// Lets nothing more become an event, as from a player that is blocked: it may never end.
+    void forget();
+
     player(const player&) = delete;
     player& operator=(const player&) = delete;
 
@@ -31,6 +34,6 @@ public:
     void set_repeat(bool on);
 
 private:
-    std::shared_ptr<event_queue> events_;
+    std::shared_ptr<event_relay> relay_;
     qz_audio_ptr audio_;
 };

@@ -76,9 +76,7 @@ try {
     if (needs_size_at_once()) {
         next.size = measure_track(next.path);
     }
-    if (!player_) {
-        start_output(next);
-    }
+    provide_player(next);
     if (!leaving_ && !moved_) {
         play(next);
     }
@@ -95,6 +93,32 @@ bool session::needs_size_at_once() const
     return options_.wav || options_.fade_in + options_.fade_out > seconds::zero();
 }
 
+/// The output is opened for its own sake only at first; a later player opens it with its track.
+void session::provide_player(const track& next)
+{
+    if (!std::exchange(output_started_, true)) {
+        start_output(next);
+    } else if (!player_) {
+        make_player();
+    }
+}
+
+void session::make_player()
+{
+    player_.emplace(events_);
+    player_->set_repeat(repeats());
+}
+
+/// It may never end, and is not waited for. What it has told before does not concern the next one.
+void session::leave_blocked_player()
+{
+    ++blocked_in_a_row_;
+    player_->forget();
+    player_.reset();
+    take_waiting_events();
+    status_ = qz_audio_status_none;
+}
+
 /// Only now, with something to play: a wrong name is told on a machine without sound, too.
 void session::start_output(const track& next)
 {
@@ -105,13 +129,12 @@ void session::start_output(const track& next)
     if (options_.bin_path) {
         qz_audio_set_bin_path(*options_.bin_path);
     }
-    player_.emplace(events_);
-    player_->set_repeat(repeats());
+    make_player();
     player_->open();
-    output_blocked_ = !wait_patiently_until(
+    const bool opens = wait_patiently_until(
         [this] { return status_ == qz_audio_status_opened || open_error_ || leaving_; });
-    if (output_blocked_) {
-        leaving_ = true;
+    if (!opens) {
+        leave_blocked_player();
         throw track_failure(next.path + output_hangs);
     }
     if (open_error_) {
@@ -121,13 +144,9 @@ void session::start_output(const track& next)
     }
 }
 
-/// A player whose output is blocked may never end, and is not waited for.
 void session::finish_output()
 {
     player_.reset();
-    if (output_blocked_) {
-        return;
-    }
     wait_patiently_until([this] { return status_ == qz_audio_status_none; });
 }
 
@@ -148,13 +167,16 @@ void session::play(const track& next)
     }
     wait_until([this] { return run_->over(); });
     const std::string problem = problem_of_run();
-    output_blocked_ = run_->blocked();
-    leaving_ = leaving_ || output_blocked_;
+    const bool blocked = run_->blocked();
     run_.reset();
+    if (blocked) {
+        leave_blocked_player();
+    }
     if (!problem.empty()) {
         throw track_failure(problem);
     }
     failed_in_a_row_ = 0;
+    blocked_in_a_row_ = 0;
 }
 
 /// The library does not tell that an output takes no more, as on a full disk; a file's size does.
@@ -175,12 +197,20 @@ std::string session::problem_of_run() const
 bool session::go_on()
 {
     if (!moved_ && !leaving_) {
-        leaving_ = !tracks_.has_next() || failed_in_a_row_ == tracks_.size();
+        leaving_ = !has_more_to_try();
         tracks_.go_to_next();
     }
     wait_until([this] { return !rests() || leaving_; });
     moved_ = false;
     return !leaving_;
+}
+
+/// Where even a new player is blocked, so is the next one.
+bool session::has_more_to_try() const
+{
+    constexpr int most_blocked = 2;
+    return tracks_.has_next() && failed_in_a_row_ < tracks_.size() &&
+           blocked_in_a_row_ < most_blocked;
 }
 
 int session::result() const
@@ -325,7 +355,9 @@ void session::on(const volume_changed& change)
 
 void session::on(const stop_completed& completion)
 {
-    run_->on(completion);
+    if (run_) {
+        run_->on(completion);
+    }
 }
 
 void session::on(const end_requested& /*signal*/)

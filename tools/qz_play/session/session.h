@@ -47,11 +47,15 @@ private:
 
     void play_track();
     [[nodiscard]] bool needs_size_at_once() const;
+    void provide_player(const track& next);
     void start_output(const track& next);
+    void make_player();
+    void leave_blocked_player();
     void finish_output();
     void play(const track& next);
     [[nodiscard]] std::string problem_of_run() const;
     bool go_on();
+    [[nodiscard]] bool has_more_to_try() const;
     [[nodiscard]] int result() const;
 
     void wait_until(const std::function<bool()>& reached);
@@ -126,7 +130,8 @@ private:
     bool moved_ = false; ///< The list stands at what the user wants, not at what plays.
     std::optional<int> open_error_;
     std::optional<patience> patience_; ///< With an output that opens or closes.
-    bool output_blocked_ = false;
+    bool output_started_ = false;
+    int blocked_in_a_row_ = 0; ///< Tracks.
     bool leaving_ = false;
     bool ended_by_signal_ = false;
     bool heard_ = false;
