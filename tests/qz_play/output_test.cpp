@@ -263,8 +263,10 @@ TEST_F(output, that_refuses_the_format_of_one_track_plays_the_next)
     const std::string mono = make_track({"mono.mp3", "0.5", "44100", "1"});
     const result played = run({stereo, mono});
     EXPECT_EQ(played.status, 3);
-    EXPECT_THAT(played.errors, HasSubstr("qz_play: " + stereo +
-                                         ": the sound output cannot be started for this file.\n"));
+    EXPECT_THAT(played.errors,
+                HasSubstr("qz_play: " + stereo +
+                          ": the sound output cannot be started for this file; "
+                          "see whether the sound server still runs and the device is free.\n"));
     EXPECT_TRUE(read_wav(path("alsa.wav")).samples == decoded(mono));
 }
 

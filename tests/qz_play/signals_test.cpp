@@ -123,6 +123,7 @@ TEST_F(signals, are_not_needed_where_a_sound_server_hangs)
     EXPECT_THAT(player.errors(), HasSubstr(track + ": the sound output takes no more sound;"));
     EXPECT_THAT(player.errors(), HasSubstr(second + ": the sound output takes no more sound;"));
     EXPECT_THAT(player.errors(), Not(HasSubstr(third)));
+    EXPECT_THAT(player.errors(), HasSubstr("the rest of the list is left out.\n"));
     EXPECT_THAT(temporary_folders(), IsEmpty());
 }
 
@@ -164,6 +165,23 @@ TEST_F(signals, are_not_needed_where_a_sound_server_dies)
     server.reset();
     EXPECT_EQ(player.wait_for_exit(), 3);
     EXPECT_THAT(player.errors(), HasSubstr("faster than it can be heard"));
+}
+
+TEST_F(signals, are_not_needed_where_a_sound_server_dies_before_a_long_list)
+{
+    std::optional<sound_server> server(std::in_place, path(""));
+    settings.environment["XDG_RUNTIME_DIR"] = server->runtime_folder();
+    std::vector<std::string> tracks{make_track({"first.mp3", "60"})};
+    for (const char* name : {"2.mp3", "3.mp3", "4.mp3"}) {
+        tracks.push_back(make_track({name}));
+    }
+    program player(qz_play(tracks), settings);
+    ASSERT_TRUE(player.wait_for_error_text(": playing\n"));
+    server.reset();
+    EXPECT_EQ(player.wait_for_exit(), 3);
+    EXPECT_THAT(player.errors(), HasSubstr(tracks[2] + ": the sound output cannot be started"));
+    EXPECT_THAT(player.errors(), HasSubstr("the rest of the list is left out.\n"));
+    EXPECT_THAT(player.errors(), Not(HasSubstr(tracks[3])));
 }
 
 TEST_F(signals, are_not_needed_where_a_sound_server_dies_under_a_repeated_track)

@@ -112,7 +112,7 @@ void session::make_player()
 /// It may never end, and is not waited for. What it has told before does not concern the next one.
 void session::leave_blocked_player()
 {
-    ++blocked_in_a_row_;
+    output_trouble_ += 2;
     player_->forget();
     player_.reset();
     take_waiting_events();
@@ -168,6 +168,7 @@ void session::play(const track& next)
     wait_until([this] { return run_->over(); });
     const std::string problem = problem_of_run();
     const bool blocked = run_->blocked();
+    output_trouble_ += run_->output_failed() ? 1 : 0;
     run_.reset();
     if (blocked) {
         leave_blocked_player();
@@ -176,7 +177,7 @@ void session::play(const track& next)
         throw track_failure(problem);
     }
     failed_in_a_row_ = 0;
-    blocked_in_a_row_ = 0;
+    output_trouble_ = 0;
 }
 
 /// The library does not tell that an output takes no more, as on a full disk; a file's size does.
@@ -198,6 +199,10 @@ bool session::go_on()
 {
     if (!moved_ && !leaving_) {
         leaving_ = !has_more_to_try();
+        if (tracks_.has_next() && output_is_hopeless()) {
+            display_.error("the sound output fails for track after track; "
+                           "the rest of the list is left out.");
+        }
         tracks_.go_to_next();
     }
     wait_until([this] { return !rests() || leaving_; });
@@ -205,12 +210,16 @@ bool session::go_on()
     return !leaving_;
 }
 
-/// Where even a new player is blocked, so is the next one.
 bool session::has_more_to_try() const
 {
-    constexpr int most_blocked = 2;
-    return tracks_.has_next() && failed_in_a_row_ < tracks_.size() &&
-           blocked_in_a_row_ < most_blocked;
+    return tracks_.has_next() && failed_in_a_row_ < tracks_.size() && !output_is_hopeless();
+}
+
+/// Three tracks that fail are enough, and two of those that take long to fail since the output is blocked.
+bool session::output_is_hopeless() const
+{
+    constexpr int most_trouble = 3;
+    return output_trouble_ >= most_trouble;
 }
 
 int session::result() const

@@ -56,6 +56,7 @@ private:
     [[nodiscard]] std::string problem_of_run() const;
     bool go_on();
     [[nodiscard]] bool has_more_to_try() const;
+    [[nodiscard]] bool output_is_hopeless() const;
     [[nodiscard]] int result() const;
 
     void wait_until(const std::function<bool()>& reached);
@@ -131,7 +132,7 @@ private:
     std::optional<int> open_error_;
     std::optional<patience> patience_; ///< With an output that opens or closes.
     bool output_started_ = false;
-    int blocked_in_a_row_ = 0; ///< Tracks.
+    int output_trouble_ = 0; ///< On the last tracks in a row.
     bool leaving_ = false;
     bool ended_by_signal_ = false;
     bool heard_ = false;

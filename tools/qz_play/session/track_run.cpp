@@ -3,7 +3,6 @@
 #include "failures.h"
 
 #include <mpg123.h>
-#include <out123.h>
 
 #include <algorithm>
 #include <cmath>
@@ -60,6 +59,7 @@ void track_run::on(const error_reported& error)
 {
     if (problem_.empty() && phase_ < phase::ending) {
         problem_ = track_.path + ": " + describe(error.code);
+        output_failed_ = phase_ != phase::playing && is_of_output(error.code);
         end();
     }
 }
@@ -285,17 +285,21 @@ bool track_run::rushed() const
 }
 
 /// The code may be either library's: what the player was doing tells whose.
+bool track_run::is_of_output(int code) const
+{
+    const bool output_is_gone = status_ == qz_audio_status_none;
+    return output_is_gone && (code == 0 || phase_ == phase::starting || !output_was_open_);
+}
+
+/// Libout123 blames its driver also where the server is gone, so that its words would lead astray.
 std::string track_run::describe(int code) const
 {
     if (phase_ == phase::playing) {
         return "the sound breaks off; the rest of the file is damaged or of another format.";
     }
-    const bool output_is_gone = status_ == qz_audio_status_none;
-    if (output_is_gone && code == 0) {
-        return "the sound output cannot be started for this file.";
-    }
-    if (output_is_gone && (phase_ == phase::starting || !output_was_open_)) {
-        return std::string("the sound output cannot be used: ") + out123_plain_strerror(code) + ".";
+    if (is_of_output(code)) {
+        return "the sound output cannot be started for this file; "
+               "see whether the sound server still runs and the device is free.";
     }
     return std::string("this file cannot be decoded: ") + mpg123_plain_strerror(code);
 }

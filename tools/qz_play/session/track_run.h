@@ -79,6 +79,9 @@ public:
     /// Returns whether the output took the track sooner than it sounds: it was not heard, or not to its end.
     [[nodiscard]] bool rushed() const;
 
+    /// Returns whether it was the output that failed, other than by being blocked.
+    [[nodiscard]] bool output_failed() const { return output_failed_ || rushed(); }
+
     /// Returns what went wrong, as a sentence; empty when nothing did.
     [[nodiscard]] const std::string& problem() const { return problem_; }
 
@@ -108,6 +111,7 @@ private:
     [[nodiscard]] output_watch::duty duty_to_output();
     [[nodiscard]] bool owed_answer() const;
     [[nodiscard]] bool fading() const { return ramp_.moving(volume_ramp::clock::now()); }
+    [[nodiscard]] bool is_of_output(int code) const;
     [[nodiscard]] std::string describe(int code) const;
 
     player& player_;
@@ -128,6 +132,7 @@ private:
     const bool watched_;
     bool blocked_ = false;
     bool rushed_ = false;
+    bool output_failed_ = false;
     bool was_stopped_ = false; ///< From outside, as far as is known.
     bool complete_ = false;
     std::string problem_;
