@@ -120,6 +120,18 @@ TEST_F(screen, stops_and_starts_over)
     expect_end(0);
 }
 
+TEST_F(screen, shows_a_track_that_fades_out_as_playing)
+{
+    play("--fade-out 10 first.mp3 second.mp3");
+    ASSERT_TRUE(window_->shows("0:01 / 1:00"));
+    window_->type("fi");
+    EXPECT_TRUE(window_->shows("Length: 1:00"));
+    EXPECT_TRUE(window_->shows("▶ first.mp3"));
+    EXPECT_TRUE(window_->shows("■ first.mp3  0:00"));
+    window_->type("q");
+    expect_end(0);
+}
+
 TEST_F(screen, goes_from_track_to_track)
 {
     play();

@@ -293,7 +293,7 @@ event_queue::clock::time_point session::next_duty() const
 snapshot session::look() const
 {
     snapshot now;
-    now.state = heard_ ? wanted_.state() : play_state::stopped;
+    now.state = heard_ ? shown_state() : play_state::stopped;
     now.path = tracks_.current();
     now.number = tracks_.number();
     now.track_count = tracks_.size();
@@ -304,7 +304,7 @@ snapshot session::look() const
     now.can_next = tracks_.has_next();
     now.can_previous = tracks_.has_previous();
     now.taken = snapshot::clock::now();
-    if (run_ && !moved_) {
+    if (runs_current_track()) {
         now.sounds = run_->sounds();
         now.position = run_->position();
         now.title = run_->played().told.title;
@@ -315,6 +315,21 @@ snapshot session::look() const
         }
     }
     return now;
+}
+
+/// A track that falls to silence plays until that is reached. Whoever quits need not wait to see it.
+play_state session::shown_state() const
+{
+    if (leaving_) {
+        return play_state::stopped;
+    }
+    return rests() && runs_current_track() && run_->sounds() ? play_state::playing
+                                                             : wanted_.state();
+}
+
+bool session::runs_current_track() const
+{
+    return run_ && run_number_ == tracks_.number();
 }
 
 void session::publish()

@@ -67,6 +67,8 @@ private:
     void draw();
 
     [[nodiscard]] snapshot look() const;
+    [[nodiscard]] play_state shown_state() const;
+    [[nodiscard]] bool runs_current_track() const;
     void publish();
 
     void leave_track(seconds fade);

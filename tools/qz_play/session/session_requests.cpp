@@ -46,8 +46,7 @@ void session::rest(seconds fade)
 void session::end_rest()
 {
     wanted_.play();
-    const bool same_track = run_ && run_number_ == tracks_.number();
-    if (same_track && run_->resume(smooth_fade())) {
+    if (runs_current_track() && run_->resume(smooth_fade())) {
         moved_ = false;
     }
 }
