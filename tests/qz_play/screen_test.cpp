@@ -269,6 +269,20 @@ TEST_F(screen, stops_by_control_z_and_comes_back)
     expect_end(0);
 }
 
+TEST_F(screen, stops_by_control_z_also_while_a_track_fades_out)
+{
+    play("--verbose --fade-out 10 first.mp3");
+    ASSERT_TRUE(window_->shows("0:01 / 1:00"));
+    window_->type("f");
+    window_->press("C-z");
+    ASSERT_TRUE(window_->shows("first.mp3: paused"));
+    ASSERT_TRUE(window_->shows("Stopped"));
+    come_back();
+    EXPECT_TRUE(window_->shows("■ first.mp3  0:00"));
+    window_->type("q");
+    expect_end(0);
+}
+
 TEST_F(screen, shows_a_clock_that_stands_while_the_process_is_stopped_from_outside)
 {
     play("first.mp3 & sleep 2; kill -STOP $!; sleep 9; kill -CONT $!; fg");
@@ -362,6 +376,7 @@ TEST_F(screen, gets_its_mode_back_when_the_sound_server_hangs_at_the_end)
     ASSERT_TRUE(window_->shows("first.mp3: paused"));
     server_->halt();
     window_->type("q");
+    EXPECT_TRUE(window_->shows("■ first.mp3"));
     expect_end(0);
     server_->go_on();
 }

@@ -203,7 +203,9 @@ bool session::go_on()
             display_.error("the sound output fails for track after track; "
                            "the rest of the list is left out.");
         }
-        tracks_.go_to_next();
+        if (!leaving_) {
+            tracks_.go_to_next();
+        }
     }
     wait_until([this] { return !rests() || leaving_; });
     moved_ = false;
@@ -345,7 +347,7 @@ void session::publish()
 
 void session::draw()
 {
-    if (run_ || rests()) {
+    if (run_ || rests() || leaving_) {
         display_.live(told_);
     }
 }
@@ -411,7 +413,7 @@ void session::on(const screen_changed& /*signal*/)
 void session::on(const suspend_requested& /*signal*/)
 {
     stop_due_ = event_queue::clock::now();
-    if (sounds() && !wav_ && !moved_) {
+    if (sounds() && !wav_) {
         *stop_due_ += longest_pause;
         run_->pause(smooth_fade());
     }
@@ -428,7 +430,15 @@ void session::suspend_when_silent()
     before_stop_();
     stop_this_process();
     after_stop_();
-    if (run_ && wanted_.state() == play_state::playing && !moved_) {
+    go_on_after_suspension();
+}
+
+/// What was to end does so now, without the rest of its fade.
+void session::go_on_after_suspension()
+{
+    if (run_ && moved_) {
+        run_->cancel(seconds::zero());
+    } else if (run_ && wanted_.state() == play_state::playing) {
         run_->resume(smooth_fade());
     }
 }

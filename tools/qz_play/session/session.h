@@ -92,6 +92,7 @@ private:
     void on(const user_request& wanted);
 
     void suspend_when_silent();
+    void go_on_after_suspension();
     [[nodiscard]] bool sounds() const { return run_ && run_->sounds(); }
 
     void on(const request::play& wanted);
