@@ -41,6 +41,18 @@ TEST_F(tracks, that_are_missing_are_refused)
     expect_refused(path("none.mp3"), "there is no such file.");
 }
 
+TEST_F(tracks, play_also_where_their_measuring_takes_for_ever)
+{
+    const sound_server server(path(""));
+    settings.environment["XDG_RUNTIME_DIR"] = server.runtime_folder();
+    settings.environment["LD_PRELOAD"] = QZ_BLOCKED_SCAN;
+    settings.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
+    const std::string track = make_track({});
+    const result played = run({track});
+    EXPECT_EQ(played.status, 0);
+    EXPECT_THAT(played.errors, HasSubstr(track + ": stopped\n"));
+}
+
 TEST_F(tracks, of_a_folder_are_played_from_the_one_to_start_with)
 {
     make_track({"home/a.mp3"});

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "session/requests.h"
+#include "session/track.h"
 
 #include "qz_audio/qz_audio.h"
 
@@ -12,6 +13,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <utility>
 #include <variant>
 
@@ -25,6 +27,11 @@ struct volume_changed {
     int volume;
 };
 struct stop_completed {
+};
+/// Nothing is the size of what cannot be measured.
+struct track_measured {
+    std::string path;
+    std::optional<track::extent> size;
 };
 /// By a signal, like the next three.
 struct end_requested {
@@ -41,8 +48,8 @@ struct screen_changed {
 };
 
 using event =
-    std::variant<status_changed, error_reported, volume_changed, stop_completed, end_requested,
-                 suspend_requested, continued, screen_changed, user_request>;
+    std::variant<status_changed, error_reported, volume_changed, stop_completed, track_measured,
+                 end_requested, suspend_requested, continued, screen_changed, user_request>;
 
 /// Any thread pushes; one thread pops.
 class event_queue

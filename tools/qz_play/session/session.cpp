@@ -3,6 +3,7 @@
 #include "exit_status.h"
 #include "failures.h"
 #include "output/output_modules.h"
+#include "session/measuring.h"
 #include "session/signals.h"
 
 #include <mpg123.h>
@@ -163,7 +164,7 @@ void session::play(const track& next)
     }
     wait_until([this] { return run_->begun(); });
     if (run_->sounds() && !needs_size_at_once()) {
-        run_->learn_size(measure_track(next.path));
+        measure_in_background(next.path, events_);
     }
     wait_until([this] { return run_->over(); });
     const std::string problem = problem_of_run();
@@ -383,6 +384,14 @@ void session::on(const stop_completed& completion)
 {
     if (run_) {
         run_->on(completion);
+    }
+}
+
+/// May concern a track that is over.
+void session::on(const track_measured& measured)
+{
+    if (run_ && run_->played().path == measured.path) {
+        run_->learn_size(measured.size);
     }
 }
 

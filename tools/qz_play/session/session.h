@@ -85,6 +85,7 @@ private:
     void on(const error_reported& error);
     void on(const volume_changed& change);
     void on(const stop_completed& completion);
+    void on(const track_measured& measured);
     void on(const end_requested& signal);
     void on(const suspend_requested& signal);
     void on(const continued& signal);
