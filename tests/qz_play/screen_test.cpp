@@ -363,7 +363,7 @@ TEST_F(screen, gets_its_mode_back_when_the_sound_server_hangs_after_a_pause)
     ASSERT_TRUE(window_->shows("first.mp3: paused"));
     server_->halt();
     window_->type(" ");
-    EXPECT_TRUE(window_->shows("takes no more sound"));
+    EXPECT_TRUE(window_->shows("the sound does not go on"));
     expect_end(3);
     server_->go_on();
 }

@@ -120,8 +120,8 @@ TEST_F(signals, are_not_needed_where_a_sound_server_hangs)
     server.halt();
     EXPECT_EQ(player.wait_for_exit(), 3);
     server.go_on();
-    EXPECT_THAT(player.errors(), HasSubstr(track + ": the sound output takes no more sound;"));
-    EXPECT_THAT(player.errors(), HasSubstr(second + ": the sound output takes no more sound;"));
+    EXPECT_THAT(player.errors(), HasSubstr(track + ": the sound does not go on;"));
+    EXPECT_THAT(player.errors(), HasSubstr(second + ": the sound does not go on;"));
     EXPECT_THAT(player.errors(), Not(HasSubstr(third)));
     EXPECT_THAT(player.errors(), HasSubstr("the rest of the list is left out.\n"));
     EXPECT_THAT(temporary_folders(), IsEmpty());
@@ -136,7 +136,7 @@ TEST_F(signals, are_not_needed_where_a_sound_server_hangs_for_a_while)
     program player(qz_play({track, second}), settings);
     ASSERT_TRUE(player.wait_for_error_text(": playing\n"));
     server.halt();
-    ASSERT_TRUE(player.wait_for_error_text(track + ": the sound output takes no more sound;"));
+    ASSERT_TRUE(player.wait_for_error_text(track + ": the sound does not go on;"));
     server.go_on();
     EXPECT_EQ(player.wait_for_exit(), 3);
     EXPECT_THAT(player.errors(), HasSubstr(second + ": stopped\nsound output: closed\n"));
@@ -151,7 +151,7 @@ TEST_F(signals, are_not_needed_where_a_sound_server_hangs_from_the_start)
     program player(qz_play({track}), settings);
     EXPECT_EQ(player.wait_for_exit(), 2);
     server.go_on();
-    EXPECT_THAT(player.errors(), HasSubstr(track + ": the sound output takes no more sound;"));
+    EXPECT_THAT(player.errors(), HasSubstr(track + ": the sound does not go on;"));
     EXPECT_THAT(temporary_folders(), IsEmpty());
 }
 

@@ -5,8 +5,8 @@
 #include <stdexcept>
 
 /// What a track's failure says behind its name where the player gives no answer any more.
-constexpr const char* output_hangs = ": the sound output takes no more sound; "
-                                     "see whether the sound server or the device hangs.";
+constexpr const char* output_hangs = ": the sound does not go on; see whether the sound server, "
+                                     "the device or the file's disk hangs.";
 
 /// Nothing can be played at all.
 class startup_failure : public std::runtime_error
