@@ -11,6 +11,8 @@
 #include <sstream>
 #include <utility>
 
+#include <sys/stat.h>
+
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -320,6 +322,18 @@ TEST_F(remote, has_a_clock_that_stops_with_the_sound_and_knows_no_seek)
                   .status,
               0);
     EXPECT_EQ(control({"position"}), position);
+}
+
+TEST_F(remote, has_a_clock_that_runs_on_when_a_track_from_a_pipe_is_told_to_go_on)
+{
+    mkfifo(path("pipe").c_str(), 0600);
+    const program writer({"cp", minute("a.mp3"), path("pipe")}, settings);
+    start({path("pipe")});
+    EXPECT_TRUE(wait_until([&] { return std::stod(control({"position"})) > 5; }));
+    player().send(SIGCONT);
+    control({"volume", "0.3"});
+    EXPECT_TRUE(comes({"volume"}, "0.300000"));
+    EXPECT_GT(std::stod(control({"position"})), 3);
 }
 
 TEST_F(remote, has_a_clock_that_begins_anew_with_a_track_that_repeats)

@@ -148,11 +148,8 @@ std::optional<track_run::seconds> track_run::next_duty() const
     if (!clock_.running()) {
         return watches ? std::optional<seconds>(output_watch::period) : std::nullopt;
     }
-    std::optional<seconds> wait = curve_.steady_for(position());
-    if (watched_) {
-        wait = std::min(wait.value_or(output_watch::period), seconds(output_watch::period));
-    }
-    return fading() ? std::min(wait.value_or(volume_curve::step), volume_curve::step) : wait;
+    const seconds longest = fading() ? volume_curve::step : seconds(output_watch::period);
+    return std::min(curve_.steady_for(position()).value_or(longest), longest);
 }
 
 track_run::seconds track_run::position() const
