@@ -132,6 +132,16 @@ TEST_F(screen, shows_a_track_that_fades_out_as_playing)
     expect_end(0);
 }
 
+TEST_F(screen, fades_out_within_seconds_when_asked_to)
+{
+    play("--fade-out 3600 first.mp3");
+    ASSERT_TRUE(window_->shows("▶ first.mp3"));
+    window_->type("rf");
+    EXPECT_TRUE(window_->shows("■ first.mp3  0:00"));
+    window_->type("q");
+    expect_end(0);
+}
+
 TEST_F(screen, goes_from_track_to_track)
 {
     play();

@@ -5,6 +5,7 @@
 
 #include "terminal/keys.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace
@@ -18,6 +19,9 @@ constexpr seconds short_fade = 120ms;
 
 /// Of a fade-out that is asked for and not described by an option.
 constexpr seconds usual_fade_out = 2s;
+
+/// Whoever asks for it does not want to wait for as long as a track may take to its end.
+constexpr seconds longest_fade_out = 10s;
 
 } // namespace
 
@@ -115,7 +119,8 @@ void session::on(const request::stop& /*wanted*/)
 
 void session::on(const request::fade_out& /*wanted*/)
 {
-    rest(options_.fade_out > seconds::zero() ? options_.fade_out : usual_fade_out);
+    const bool is_chosen = options_.fade_out > seconds::zero();
+    rest(is_chosen ? std::min(options_.fade_out, longest_fade_out) : usual_fade_out);
 }
 
 void session::on(const request::next& /*wanted*/)
