@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <csignal>
 
+#include <sys/stat.h>
+
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -139,6 +141,15 @@ TEST_F(screen, fades_out_within_seconds_when_asked_to)
     window_->type("rf");
     EXPECT_TRUE(window_->shows("■ first.mp3  0:00"));
     window_->type("q");
+    expect_end(0);
+}
+
+TEST_F(screen, is_left_by_a_second_key_where_a_track_never_comes)
+{
+    mkfifo(path("pipe").c_str(), 0600);
+    play("--verbose pipe");
+    ASSERT_TRUE(window_->shows("sound output: opened"));
+    window_->type("qq");
     expect_end(0);
 }
 

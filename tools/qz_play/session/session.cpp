@@ -168,7 +168,7 @@ void session::play(const track& next)
     }
     wait_until([this] { return run_->over(); });
     const std::string problem = problem_of_run();
-    const bool blocked = run_->blocked();
+    const bool blocked = run_->blocked() || abandons_;
     output_trouble_ += run_->output_failed() ? 1 : 0;
     run_.reset();
     if (blocked) {
@@ -238,7 +238,7 @@ int session::result() const
 
 void session::wait_until(const std::function<bool()>& reached)
 {
-    while (!reached()) {
+    while (!reached() && !abandons_) {
         publish();
         draw();
         take_event(next_duty());

@@ -138,6 +138,7 @@ private:
     bool output_started_ = false;
     int output_trouble_ = 0; ///< On the last tracks in a row.
     bool leaving_ = false;
+    bool abandons_ = false; ///< Waits for nothing any more.
     bool ended_by_signal_ = false;
     bool heard_ = false;
     std::size_t failed_ = 0;

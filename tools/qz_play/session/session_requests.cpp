@@ -191,7 +191,9 @@ void session::on(const request::show_help& /*wanted*/)
     }
 }
 
+/// The second one does not even wait for an output or a pipe that is blocked.
 void session::on(const request::quit& /*wanted*/)
 {
+    abandons_ = leaving_;
     leave();
 }
