@@ -75,7 +75,7 @@ protected:
 
 TEST_F(pulse_failure, a_server_that_is_killed_and_started_again_plays_the_next_track)
 {
-    play(make_tone("400", "10"));
+    play(make_tone("400", "60"));
     server.reset();
     EXPECT_TRUE(player->waits_for("stopped"));
     expect_no_play();
@@ -88,7 +88,7 @@ TEST_F(pulse_failure, a_server_that_is_killed_and_started_again_plays_the_next_t
 
 TEST_F(pulse_failure, a_sink_that_goes_and_comes_back_plays_the_next_track)
 {
-    play(make_tone("400", "10"));
+    play(make_tone("400", "60"));
     control({"unload-module", "module-null-sink"});
     EXPECT_TRUE(player->waits_for("stopped"));
     expect_no_play();

@@ -122,7 +122,7 @@ TEST_F(pulse, lets_fades_be_heard_in_their_steps)
 
 TEST_F(pulse, that_dies_lets_the_track_run_out_unheard)
 {
-    play(make_tone("400", "10"));
+    play(make_tone("400", "60"));
     server.reset();
     EXPECT_TRUE(player->waits_for("stopped"));
     EXPECT_THAT(player->end(), ElementsAre("opened", "loaded", "playing", "stopped", "none"));
