@@ -55,6 +55,17 @@ protected:
         int reader_;
         int writer_;
     };
+
+    /// Waits until somebody reads the pipe, and returns its other end.
+    static int wait_for_reader(const std::string& pipe)
+    {
+        int writer = -1;
+        EXPECT_TRUE(wait_until([&] {
+            writer = open(pipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+            return writer >= 0;
+        }));
+        return writer;
+    }
 };
 
 class one_signal : public signals, public ::testing::WithParamInterface<int>
@@ -105,6 +116,17 @@ TEST_F(signals, twice_end_a_player_whose_track_never_comes)
     ASSERT_TRUE(player.wait_for_error_text("opened\n"));
     end_at_once(player);
     EXPECT_EQ(player.wait_for_exit(), ended_by_signal);
+    EXPECT_THAT(temporary_folders(), IsEmpty());
+}
+
+TEST_F(signals, end_a_player_whose_list_never_comes)
+{
+    mkfifo(path("list.m3u").c_str(), 0600);
+    program player(qz_play({path("list.m3u")}), settings);
+    const int writer = wait_for_reader(path("list.m3u"));
+    player.send(SIGINT);
+    EXPECT_EQ(player.wait_for_exit(), 128 + SIGINT);
+    close(writer);
     EXPECT_THAT(temporary_folders(), IsEmpty());
 }
 

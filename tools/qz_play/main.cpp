@@ -18,6 +18,7 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -73,6 +74,8 @@ int terminal_with_keys(const options& chosen)
 
 int play(const options& chosen, display& screen)
 {
+    // Whoever waits for a list, as from a keyboard, can still end and stop the program the usual way.
+    track_list tracks = tracks_to_play(chosen);
     block_watched_signals();
     // A reader that has gone away, be it of the messages or of the sound, ends no track.
     std::signal(SIGPIPE, SIG_IGN);
@@ -82,7 +85,7 @@ int play(const options& chosen, display& screen)
         restore_terminal();
         temp_folder::remove(path);
     });
-    session run(chosen, tracks_to_play(chosen), folder, events, screen);
+    session run(chosen, std::move(tracks), folder, events, screen);
     std::optional<keyboard> keys;
     if (const int terminal = terminal_with_keys(chosen); terminal >= 0) {
         keys.emplace(terminal, events);
