@@ -55,8 +55,8 @@ TEST(playlist, names_a_track_a_line)
 
 TEST(playlist, may_name_tracks_by_uris)
 {
-    EXPECT_THAT(read("file:///a%20b.mp3\nhttp://host/c.mp3"),
-                ElementsAre("/a b.mp3", "/music/http://host/c.mp3"));
+    EXPECT_THAT(read("file:///a%20b.mp3\nhttp://host/c.mp3\na/http://b.mp3"),
+                ElementsAre("/a b.mp3", "http://host/c.mp3", "/music/a/http://b.mp3"));
 }
 
 TEST(playlist, has_comments_and_empty_lines)
@@ -104,6 +104,17 @@ TEST_F(collected, playlists_stand_for_what_they_name_beside_them)
 {
     EXPECT_THAT(collect({make("x/list.M3U8", "a.mp3\n../b.mp3\n")}),
                 ElementsAre(path("x/a.mp3"), path("x/../b.mp3")));
+}
+
+TEST_F(collected, playlists_name_the_tracks_of_folders_and_no_further_list)
+{
+    make("x/c/a.mp3");
+    make("x/c/b.mp3");
+    make("x/other.m3u", "a.mp3\n");
+    EXPECT_THAT(collect({make("x/list.m3u", "c\nother.m3u\n")}),
+                ElementsAre(path("x/c/a.mp3"), path("x/c/b.mp3"), path("x/other.m3u")));
+    EXPECT_THAT(collect({"-"}, path("x/c") + "\n"),
+                ElementsAre(path("x/c/a.mp3"), path("x/c/b.mp3")));
 }
 
 TEST_F(collected, a_dash_stands_for_the_list_on_standard_input)

@@ -126,6 +126,22 @@ TEST_F(tracks, that_are_no_audio_are_refused)
     expect_refused(path("text.mp3"), "this is no MPEG audio.");
 }
 
+TEST_F(tracks, that_are_lists_within_a_list_are_refused)
+{
+    write_file(path("inner.m3u"), "a.mp3\n");
+    write_file(path("outer.m3u"), "inner.m3u\n");
+    const result refused = run({path("outer.m3u")});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_EQ(refused.errors,
+              "qz_play: " + path("inner.m3u") +
+                  ": a list within a list is not followed; name it on the command line.\n");
+}
+
+TEST_F(tracks, on_the_net_are_refused)
+{
+    expect_refused("http://host/a.mp3", "only files can be played; download it and name the file.");
+}
+
 TEST_F(tracks, without_a_sample_are_refused)
 {
     expect_refused(make_track({"void.mp3", "", "44100", "2", {"trim", "0", "0"}}),

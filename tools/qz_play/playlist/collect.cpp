@@ -39,22 +39,41 @@ strings tracks_below(const fs::path& folder)
     return tracks.empty() ? strings{folder} : tracks;
 }
 
+strings tracks_of_file_or_folder(const std::string& name)
+{
+    std::error_code ignored;
+    return fs::is_directory(name, ignored) ? tracks_below(name) : strings{name};
+}
+
+void append(strings& all, const strings& more)
+{
+    all.insert(all.end(), more.begin(), more.end());
+}
+
+/// A list that it names stands for itself: lists may lead round and round, too.
+strings tracks_of_list(std::istream& lines, const fs::path& folder)
+{
+    strings tracks;
+    for (const std::string& name : read_playlist(lines, folder)) {
+        append(tracks, tracks_of_file_or_folder(name));
+    }
+    return tracks;
+}
+
 strings tracks_of_playlist(const fs::path& file)
 {
     std::ifstream lines(file);
-    return lines ? read_playlist(lines, file.parent_path()) : strings{file};
+    return lines ? tracks_of_list(lines, file.parent_path()) : strings{file};
 }
 
 strings tracks_of(const std::string& name, std::istream& input)
 {
     std::error_code ignored;
     if (name == list_on_standard_input) {
-        return read_playlist(input, "");
+        return tracks_of_list(input, "");
     }
-    if (fs::is_directory(name, ignored)) {
-        return tracks_below(name);
-    }
-    return is_playlist(name) ? tracks_of_playlist(name) : strings{name};
+    return is_playlist(name) && !fs::is_directory(name, ignored) ? tracks_of_playlist(name)
+                                                                 : tracks_of_file_or_folder(name);
 }
 
 } // namespace
@@ -63,8 +82,7 @@ std::vector<std::string> collect_tracks(const std::vector<std::string>& names, s
 {
     strings tracks;
     for (const std::string& name : names) {
-        const strings named = tracks_of(path_of_file_uri(name).value_or(name), input);
-        tracks.insert(tracks.end(), named.begin(), named.end());
+        append(tracks, tracks_of(path_of_file_uri(name).value_or(name), input));
     }
     return tracks;
 }

@@ -81,3 +81,11 @@ std::optional<std::string> path_of_file_uri(const std::string& uri)
     }
     return path;
 }
+
+bool is_address(const std::string& name)
+{
+    constexpr auto letters = "abcdefghijklmnopqrstuvwxyz"sv;
+    const std::size_t scheme_end = name.find("://");
+    return scheme_end != std::string::npos && scheme_end > 0 &&
+           name.find_first_not_of(letters) == scheme_end && !path_of_file_uri(name);
+}

@@ -36,7 +36,8 @@ std::vector<std::string> read_playlist(std::istream& lines, const fs::path& fold
         }
         const std::string name = without_blanks_around(line);
         if (!name.empty() && name.front() != '#') {
-            tracks.push_back(folder / path_of_file_uri(name).value_or(name));
+            const fs::path file = path_of_file_uri(name).value_or(name);
+            tracks.push_back(is_address(name) ? name : (folder / file).string());
         }
     }
     return tracks;

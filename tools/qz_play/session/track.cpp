@@ -1,6 +1,8 @@
 #include "session/track.h"
 
 #include "failures.h"
+#include "playlist/file_uri.h"
+#include "playlist/playlist_file.h"
 
 #include <mpg123.h>
 
@@ -42,7 +44,8 @@ using decoder_ptr = std::unique_ptr<mpg123_handle, decoder_deleter>;
 {
     switch (error) {
     case ENOENT:
-        refuse(path, "there is no such file.");
+        refuse(path, is_address(path) ? "only files can be played; download it and name the file."
+                                      : "there is no such file.");
     case EACCES:
         refuse(path, "this file may not be read; change its permissions.");
     default:
@@ -71,7 +74,9 @@ tags look_into(const std::string& path, int file)
     const decoder_ptr decoder = new_decoder();
     if (mpg123_open_fd(decoder.get(), file) != MPG123_OK ||
         mpg123_getformat(decoder.get(), nullptr, nullptr, nullptr) != MPG123_OK) {
-        refuse(path, "this is no MPEG audio.");
+        refuse(path, is_playlist(path)
+                         ? "a list within a list is not followed; name it on the command line."
+                         : "this is no MPEG audio.");
     }
     if (mpg123_length(decoder.get()) <= 0 && !scan_holds_sound(decoder.get())) {
         refuse(path, "this file holds no sound.");
