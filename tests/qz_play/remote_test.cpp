@@ -258,6 +258,32 @@ TEST_F(remote, opens_files)
     EXPECT_TRUE(comes({"metadata", "mpris:length"}, "60000000"));
 }
 
+TEST_F(remote, opens_lists)
+{
+    start({minute("a.mp3")});
+    static_cast<void>(minute("b.mp3"));
+    static_cast<void>(minute("c.mp3"));
+    write_file(path("list.m3u"), "none.mp3\nb.mp3\nc.mp3\n");
+    control({"open", "file://" + path("list.m3u")});
+    EXPECT_TRUE(title_comes("b"));
+    control({"next"});
+    EXPECT_TRUE(title_comes("c"));
+    EXPECT_TRUE(player().wait_for_error_text(path("none.mp3") + ": there is no such file.\n"));
+}
+
+TEST_F(remote, plays_on_where_what_is_opened_is_no_track)
+{
+    start({minute("a.mp3")});
+    write_file(path("picture.png"), "no music");
+    control({"open", "file://" + path("picture.png")});
+    EXPECT_TRUE(player().wait_for_error_text(path("picture.png") + ": this is no MPEG audio.\n"));
+    control({"pause"});
+    EXPECT_TRUE(comes({"status"}, "Paused"));
+    EXPECT_TRUE(title_comes("a"));
+    EXPECT_EQ(call(std::string(application) + ".Quit", {}).status, 0);
+    EXPECT_EQ(player().wait_for_exit(), 0);
+}
+
 TEST_F(remote, refuses_what_it_cannot_open_or_set)
 {
     start({minute("a.mp3")});

@@ -80,11 +80,11 @@ TEST(track_list, no_longer_shuffled_goes_on_in_order)
     EXPECT_THAT(rest_of(tracks), ElementsAre("c", "d", "e"));
 }
 
-TEST(track_list, plays_an_inserted_track_at_once_and_then_goes_on)
+TEST(track_list, plays_inserted_tracks_at_once_and_then_goes_on)
 {
     track_list tracks = five_tracks(3);
-    tracks.insert("new");
-    EXPECT_THAT(rest_of(tracks), ElementsAre("new", "e"));
+    tracks.insert({"new", "newer"});
+    EXPECT_THAT(rest_of(tracks), ElementsAre("new", "newer", "e"));
     tracks.go_to_previous();
     EXPECT_EQ(tracks.current(), "d");
 }

@@ -35,9 +35,12 @@ void track_list::go_to_previous()
     place_ = (place_ + order_.size() - 1) % order_.size();
 }
 
-void track_list::insert(const std::string& path)
+void track_list::insert(const std::vector<std::string>& paths)
 {
-    paths_.push_back(path);
+    std::vector<std::size_t> numbers(paths.size());
+    std::iota(numbers.begin(), numbers.end(), paths_.size());
+    paths_.insert(paths_.end(), paths.begin(), paths.end());
     ++place_;
-    order_.insert(order_.begin() + static_cast<std::ptrdiff_t>(place_), paths_.size() - 1);
+    order_.insert(order_.begin() + static_cast<std::ptrdiff_t>(place_), numbers.begin(),
+                  numbers.end());
 }

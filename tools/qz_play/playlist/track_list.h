@@ -40,8 +40,8 @@ public:
     /// To be called where there is a previous one.
     void go_to_previous();
 
-    /// Adds a track behind the current one in the order of playing and goes to it.
-    void insert(const std::string& path);
+    /// Adds tracks, at least one, behind the current one in the order of playing and goes to their first.
+    void insert(const std::vector<std::string>& paths);
 
 private:
     std::vector<std::string> paths_;

@@ -67,7 +67,7 @@ user_request open_request(const std::string& uri)
     if (!path) {
         throw invalid("Only files of this machine can be opened, as in file:///folder/track.mp3.");
     }
-    // For any other the track that plays would be broken off in vain.
+    // Reading any other might not end.
     std::error_code ignored;
     if (!std::filesystem::is_regular_file(*path, ignored)) {
         throw sdbus::Error("org.freedesktop.DBus.Error.FileNotFound", "There is no such file.");
@@ -121,7 +121,8 @@ void media_player::add_application()
     add("CanRaise", false);
     add("HasTrackList", false);
     add("SupportedUriSchemes", strings{"file"});
-    add("SupportedMimeTypes", strings{"audio/mpeg", "audio/mp2", "audio/x-mp2", "audio/x-mp3"});
+    add("SupportedMimeTypes",
+        strings{"audio/mpeg", "audio/mp2", "audio/x-mp2", "audio/x-mp3", "audio/x-mpegurl"});
     add_request(application_interface, "Quit", request::quit{});
     object_->registerMethod("Raise").onInterface(application_interface).implementedAs([] {});
 }

@@ -46,7 +46,8 @@ struct cycle_loop {
 struct set_shuffle {
     bool on;
 };
-/// Plays the file at `path` at once and then goes on behind the track that it breaks off.
+/// Plays the file at `path`, or the tracks of the list that it is, at once and then goes on behind the track
+/// that it breaks off.
 struct open {
     std::string path;
 };

@@ -78,6 +78,7 @@ private:
     [[nodiscard]] seconds smooth_fade() const;
     void set_volume(int volume);
     void set_loop(loop_mode mode);
+    bool accepts(const std::string& path);
     [[nodiscard]] bool rests() const { return wanted_.state() == play_state::stopped; }
     [[nodiscard]] bool repeats() const { return wanted_.loop() == loop_mode::track; }
 

@@ -3,9 +3,12 @@
 
 #include "session/session.h"
 
+#include "failures.h"
+#include "playlist/collect.h"
 #include "terminal/keys.h"
 
 #include <algorithm>
+#include <sstream>
 #include <utility>
 
 namespace
@@ -78,6 +81,16 @@ void session::set_loop(loop_mode mode)
     if (run_) {
         run_->set_repeat(repeats());
     }
+}
+
+/// Returns whether the track can be played, or else tells why not.
+bool session::accepts(const std::string& path)
+try {
+    inspect_track(path);
+    return true;
+} catch (const track_failure& failure) {
+    display_.error(failure.what());
+    return false;
 }
 
 void session::on(const request::play& /*wanted*/)
@@ -172,11 +185,21 @@ void session::on(const request::set_shuffle& wanted)
     tracks_.set_shuffle(wanted.on);
 }
 
+/// What plays is broken off only for what can be played.
 void session::on(const request::open& wanted)
 {
-    wanted_.play();
-    tracks_.insert(wanted.path);
-    leave_track(smooth_fade());
+    std::istringstream no_input;
+    const std::vector<std::string> paths = collect_tracks({wanted.path}, no_input);
+    if (paths.empty()) {
+        display_.error(wanted.path + ": there is no track in this list.");
+    }
+    const auto first = std::find_if(paths.begin(), paths.end(),
+                                    [this](const std::string& path) { return accepts(path); });
+    if (first != paths.end()) {
+        wanted_.play();
+        tracks_.insert({first, paths.end()});
+        leave_track(smooth_fade());
+    }
 }
 
 void session::on(const request::show_info& /*wanted*/)
