@@ -109,6 +109,20 @@ TEST_F(signals, twice_end_a_player_whose_output_is_blocked)
     EXPECT_THAT(temporary_folders(), IsEmpty());
 }
 
+TEST_F(signals, that_are_ignored_stay_so)
+{
+    const sound_server server(path(""));
+    settings.environment["XDG_RUNTIME_DIR"] = server.runtime_folder();
+    const std::string command = R"(trap "" INT QUIT HUP; exec "$1" "$2")";
+    program player({"sh", "-c", command, "sh", qz_play({})[0], make_track({"tone.mp3", "2"})},
+                   settings);
+    ASSERT_TRUE(player.wait_for_error_text(": playing\n"));
+    for (const int signal : {SIGINT, SIGQUIT, SIGHUP}) {
+        player.send(signal);
+    }
+    EXPECT_EQ(player.wait_for_exit(), 0);
+}
+
 TEST_F(signals, twice_end_a_player_whose_track_never_comes)
 {
     mkfifo(path("track").c_str(), 0600);

@@ -19,15 +19,15 @@ bool is_ignored(int signal)
     return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
-/// What is ignored, as a hang-up by nohup, stays so.
+/// What is ignored, as a hang-up by nohup and an interrupt by a script's shell, stays so.
 sigset_t watched_signals()
 {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGCONT, SIGWINCH}) {
+    for (const int signal : {SIGCONT, SIGWINCH}) {
         sigaddset(&signals, signal);
     }
-    for (const int signal : {SIGHUP, SIGTSTP}) {
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP}) {
         if (!is_ignored(signal)) {
             sigaddset(&signals, signal);
         }
