@@ -68,6 +68,8 @@ INSTANTIATE_TEST_SUITE_P(
                       std::vector<std::string>{"--fade-out", "inf", "a"},
                       std::vector<std::string>{"--fade-out", "soon", "a"},
                       std::vector<std::string>{"--bin-path", "/none", "a"},
+                      std::vector<std::string>{"--wav", "f", "--repeat", "a"},
+                      std::vector<std::string>{"--wav", "f", "--loop", "a"},
                       std::vector<std::string>{"--wav", "f", "--fade-in", "1", "a"},
                       std::vector<std::string>{"--wav", "f", "--fade-out", "1", "a"},
                       std::vector<std::string>{"a", "--wav"}));

@@ -6,6 +6,8 @@
 #include <csignal>
 #include <iterator>
 
+#include <sys/stat.h>
+
 namespace fs = std::filesystem;
 
 qz_play_test::qz_play_test()
@@ -60,6 +62,14 @@ std::string qz_play_test::make_track(const sound& wanted) const
     encode.insert(encode.end(), wanted.encoding.begin(), wanted.encoding.end());
     run_tool(encode);
     return track;
+}
+
+program qz_play_test::make_endless_track(const std::string& name) const
+{
+    const std::string track = make_track(
+        {"part.mp3", "5", "44100", "2", {"synth", "5", "sine", "440"}, {"-b", "128", "-t"}});
+    mkfifo(path(name).c_str(), 0600);
+    return {{"sh", "-c", R"(while cat "$1"; do :; done > "$2")", "sh", track, path(name)}, {}};
 }
 
 std::string qz_play_test::decoded(const std::string& track,

@@ -47,6 +47,9 @@ protected:
     /// Makes the track and returns its path.
     std::string make_track(const sound& wanted) const; // NOLINT(modernize-use-nodiscard)
 
+    /// Makes the pipe `name` and lets the track come through it over and over as long as somebody reads it.
+    [[nodiscard]] program make_endless_track(const std::string& name) const;
+
     /// Returns what mpg123, with further `options`, decodes the track to.
     [[nodiscard]] std::string decoded(const std::string& track,
                                       const std::vector<std::string>& options = {}) const;

@@ -257,6 +257,18 @@ TEST_F(screen, changes_volume_and_repeat)
     expect_end(0);
 }
 
+TEST_F(screen, repeats_no_sound_into_a_file)
+{
+    const program source = make_endless_track("endless");
+    play("--volume 40 --wav out.wav endless");
+    ASSERT_TRUE(window_->shows("40 %"));
+    window_->type("r+");
+    EXPECT_TRUE(window_->shows("45 %"));
+    EXPECT_THAT(window_->text(), Not(HasSubstr("repeat")));
+    window_->type("q");
+    expect_end(0);
+}
+
 TEST_F(screen, tells_of_keys_and_track)
 {
     play("--verbose first.mp3");

@@ -76,11 +76,11 @@ class one_signal : public signals, public ::testing::WithParamInterface<int>
 
 TEST_P(one_signal, stops_cleanly)
 {
-    const std::string track = make_track({});
-    const std::string round = decoded(track);
-    program player(qz_play({"--repeat", "--wav", path("out.wav"), track, track}), settings);
+    const program source = make_endless_track("endless");
+    const std::string track = path("endless");
+    program player(qz_play({"--wav", path("out.wav"), track, make_track({})}), settings);
     ASSERT_TRUE(wait_until([&] {
-        return fs::exists(path("out-1.wav")) && fs::file_size(path("out-1.wav")) > 3 * round.size();
+        return fs::exists(path("out-1.wav")) && fs::file_size(path("out-1.wav")) > 100'000;
     }));
     player.send(GetParam());
     EXPECT_EQ(player.wait_for_exit(), ended_by_signal);
@@ -88,10 +88,7 @@ TEST_P(one_signal, stops_cleanly)
     EXPECT_THAT(player.errors(), HasSubstr(track + ": stopped\nsound output: closed\n"));
     EXPECT_FALSE(fs::exists(path("out-2.wav")));
     EXPECT_THAT(temporary_folders(), IsEmpty());
-    const wav_file written = read_wav(path("out-1.wav"));
-    EXPECT_TRUE(written.header_fits);
-    EXPECT_TRUE(written.samples.compare(0, 2 * round.size(), round + round) == 0)
-        << "the repeated track is not the same each time";
+    EXPECT_TRUE(read_wav(path("out-1.wav")).header_fits);
 }
 
 INSTANTIATE_TEST_SUITE_P(each, one_signal, ::testing::Values(SIGINT, SIGTERM, SIGHUP, SIGQUIT));
@@ -99,7 +96,7 @@ INSTANTIATE_TEST_SUITE_P(each, one_signal, ::testing::Values(SIGINT, SIGTERM, SI
 TEST_F(signals, twice_end_a_player_whose_output_is_blocked)
 {
     const clogged_pipe pipe(path("pipe"));
-    program player(qz_play({"--repeat", "--wav", path("pipe"), make_track({})}), settings);
+    program player(qz_play({"--wav", path("pipe"), make_track({"tone.mp3", "60"})}), settings);
     ASSERT_TRUE(player.wait_for_error_text(": playing\n"));
     ASSERT_TRUE(wait_until([&] { return pipe.is_full(); }));
     EXPECT_EQ(temporary_folders().size(), 1U);

@@ -77,6 +77,7 @@ void add_options(CLI::App& app, options& chosen)
                    "Write the sound into FILE, faster than it sounds;\n"
                    "several tracks go to FILE-1, FILE-2 and so on")
         ->type_name("FILE")
+        ->excludes(repeat)
         ->excludes(loop)
         ->excludes(fade_in)
         ->excludes(fade_out);

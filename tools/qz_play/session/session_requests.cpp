@@ -177,6 +177,9 @@ void session::on(const request::set_loop& wanted)
 
 void session::on(const request::cycle_loop& /*wanted*/)
 {
+    if (wav_) {
+        return; // The file would grow without end.
+    }
     set_loop(next_loop_mode(wanted_.loop()));
 }
 
