@@ -91,7 +91,9 @@ TEST_P(one_signal, stops_cleanly)
     EXPECT_TRUE(read_wav(path("out-1.wav")).header_fits);
 }
 
-INSTANTIATE_TEST_SUITE_P(each, one_signal, ::testing::Values(SIGINT, SIGTERM, SIGHUP, SIGQUIT));
+INSTANTIATE_TEST_SUITE_P(each, one_signal,
+                         ::testing::Values(SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2,
+                                           SIGALRM, SIGVTALRM, SIGPROF, SIGXCPU));
 
 TEST_F(signals, twice_end_a_player_whose_output_is_blocked)
 {

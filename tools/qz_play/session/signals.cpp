@@ -2,6 +2,7 @@
 
 #include "exit_status.h"
 
+#include <array>
 #include <csignal>
 #include <thread>
 #include <utility>
@@ -19,6 +20,10 @@ bool is_ignored(int signal)
     return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
+/// Each ends a process that does not watch it, but for the last, which stops it.
+constexpr std::array watched_unless_ignored{SIGHUP,  SIGINT,    SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2,
+                                            SIGALRM, SIGVTALRM, SIGPROF, SIGXCPU, SIGTSTP};
+
 /// What is ignored, as a hang-up by nohup and an interrupt by a script's shell, stays so.
 sigset_t watched_signals()
 {
@@ -27,7 +32,7 @@ sigset_t watched_signals()
     for (const int signal : {SIGCONT, SIGWINCH}) {
         sigaddset(&signals, signal);
     }
-    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP}) {
+    for (const int signal : watched_unless_ignored) {
         if (!is_ignored(signal)) {
             sigaddset(&signals, signal);
         }
