@@ -384,6 +384,8 @@ TEST_F(screen, gets_its_mode_back_when_two_interrupts_end_the_program)
     server_->halt();
     window_->press("C-c");
     window_->press("C-c");
+    ASSERT_TRUE(window_->shows("status 4\n"));
+    EXPECT_THAT(window_->text(), Not(HasSubstr("first.mp3")));
     expect_end(4);
     server_->go_on();
 }

@@ -81,7 +81,8 @@ int play(const options& chosen, display& screen)
     std::signal(SIGPIPE, SIG_IGN);
     const temp_folder folder;
     const auto events = std::make_shared<event_queue>();
-    watch_signals(events, [path = folder.path()] {
+    watch_signals(events, [path = folder.path(), &screen] {
+        screen.abandon();
         restore_terminal();
         temp_folder::remove(path);
     });

@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -97,6 +98,15 @@ void display::clear_live()
 {
     if (!live_.empty()) {
         live_.clear();
+        write(screen_->erase_line);
+    }
+}
+
+/// A terminal that takes no more must not hold up the end.
+void display::abandon() const
+{
+    pollfd room{descriptor_, POLLOUT, 0};
+    if (screen_ && is_in_foreground(descriptor_) && poll(&room, 1, 0) > 0) {
         write(screen_->erase_line);
     }
 }

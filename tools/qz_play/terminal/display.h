@@ -43,6 +43,9 @@ public:
     /// Takes the live line away, till it is shown again.
     void clear_live();
 
+    /// Takes the live line away at the end of the process, whatever another thread does with this object.
+    void abandon() const;
+
 private:
     void write(const std::string& text) const;
     [[nodiscard]] std::string painted(const std::string& line, play_state state) const;
