@@ -181,6 +181,12 @@ TEST_F(remote, tells_title_and_artist_in_utf8_whatever_encoding_the_tags_have)
     EXPECT_TRUE(artist_comes("\xc3\xbf"));
 }
 
+TEST_F(remote, tells_the_album)
+{
+    start({tagged("a.mp3", id3::version_2(id3::frame("TALB", "\3Alb\xc3\xbcm")))});
+    EXPECT_TRUE(comes({"metadata", "xesam:album"}, "Alb\xc3\xbcm"));
+}
+
 TEST_F(remote, pause_only_pauses)
 {
     start({minute("a.mp3")});
@@ -233,6 +239,19 @@ TEST_F(remote, holds_the_volume_to_its_range)
     EXPECT_TRUE(comes({"volume"}, "0.300000"));
     set("Volume", "double:-inf");
     EXPECT_TRUE(comes({"volume"}, "0.000000"));
+}
+
+TEST_F(remote, turns_up_from_the_volume_that_is_muted)
+{
+    settings.environment.erase("TERM");
+    const tmux_screen window(path(""), settings);
+    window.enter(qz_play({})[0] + " --volume 40 " + minute("a.mp3"));
+    EXPECT_TRUE(comes({"volume"}, "0.400000"));
+    window.type("m");
+    EXPECT_TRUE(window.shows("muted"));
+    control({"volume", "0.1+"});
+    EXPECT_TRUE(comes({"volume"}, "0.500000"));
+    EXPECT_TRUE(window.loses("muted"));
 }
 
 TEST_F(remote, loops_and_shuffles)

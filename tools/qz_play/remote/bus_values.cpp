@@ -69,7 +69,7 @@ std::optional<loop_mode> loop_mode_called(const std::string& word)
 
 double volume_part(const snapshot& now)
 {
-    return now.muted ? 0 : now.volume / 100.0;
+    return now.volume / 100.0;
 }
 
 int volume_percent(double part)
@@ -98,6 +98,9 @@ metadata_map metadata(const snapshot& now)
     if (!now.artist.empty()) {
         map["xesam:artist"] = sdbus::Variant(std::vector<std::string>{bus_text(now.artist)});
     }
+    if (!now.album.empty()) {
+        map["xesam:album"] = sdbus::Variant(bus_text(now.album));
+    }
     if (now.length) {
         map["mpris:length"] = sdbus::Variant(microseconds(*now.length));
     }
@@ -107,7 +110,7 @@ metadata_map metadata(const snapshot& now)
 bool metadata_differs(const snapshot& one, const snapshot& other)
 {
     const auto facts = [](const snapshot& now) {
-        return std::tie(now.path, now.number, now.title, now.artist, now.length);
+        return std::tie(now.path, now.number, now.title, now.artist, now.album, now.length);
     };
     return facts(one) != facts(other);
 }

@@ -20,7 +20,8 @@ std::string loop_status(const snapshot& now);
 /// Returns the mode that such a word stands for, if there is one.
 std::optional<loop_mode> loop_mode_called(const std::string& word);
 
-/// Returns what is heard of the full volume: 0 to 1.
+/// Returns the volume that is chosen, of the full one: 0 to 1. Muting, of which MPRIS knows nothing, leaves it:
+/// who turns it up by a part goes on from there.
 double volume_part(const snapshot& now);
 
 /// Returns the per cent for such a part; what lies beyond 0 or 1 counts as these.
