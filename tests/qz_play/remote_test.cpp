@@ -6,9 +6,11 @@
 #include "sound_server.h"
 #include "tmux_screen.h"
 
+#include <chrono>
 #include <csignal>
 #include <optional>
 #include <sstream>
+#include <thread>
 #include <utility>
 
 #include <sys/stat.h>
@@ -18,6 +20,7 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 
 namespace
 {
@@ -431,6 +434,17 @@ TEST_F(remote, announces_the_position_of_a_track_that_begins_anew)
     control({"loop", "Playlist"});
     EXPECT_TRUE(recording.comes("member=Seeked"));
     EXPECT_EQ(control({"status"}), "Playing");
+}
+
+TEST_F(remote, announces_the_position_when_a_stop_from_outside_is_over)
+{
+    start({minute("a.mp3")});
+    EXPECT_TRUE(comes({"metadata", "mpris:length"}, "60000000"));
+    bus_recording recording("member=Seeked", settings);
+    player().send(SIGSTOP);
+    std::this_thread::sleep_for(2s); // For any stop that counts as a jump.
+    player().send(SIGCONT);
+    EXPECT_TRUE(recording.comes("member=Seeked"));
 }
 
 TEST_F(remote, has_a_name_of_its_own_for_each_player)
