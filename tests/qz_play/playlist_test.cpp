@@ -1,12 +1,16 @@
 #include "playlist/collect.h"
 #include "playlist/playlist_file.h"
 
+#include "program.h"
 #include "temporary_folder.h"
 #include "wav_file.h"
 
 #include <gmock/gmock.h>
 
+#include <climits>
 #include <sstream>
+
+#include <sys/resource.h>
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -21,6 +25,24 @@ std::vector<std::string> read(const std::string& text)
     std::istringstream lines(text);
     return read_playlist(lines, "/music");
 }
+
+/// As long as it lives.
+class few_open_files
+{
+public:
+    few_open_files()
+    {
+        getrlimit(RLIMIT_NOFILE, &former_);
+        const rlimit few{32, former_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &few);
+    }
+    ~few_open_files() { setrlimit(RLIMIT_NOFILE, &former_); }
+    few_open_files(const few_open_files&) = delete;
+    few_open_files& operator=(const few_open_files&) = delete;
+
+private:
+    rlimit former_{};
+};
 
 class collected : public ::testing::Test
 {
@@ -98,6 +120,31 @@ TEST_F(collected, folders_without_tracks_stand_for_themselves)
 {
     fs::create_directory(path("empty"));
     EXPECT_THAT(collect({path("empty")}), ElementsAre(path("empty")));
+}
+
+TEST_F(collected, folders_may_be_deeper_than_files_may_be_open)
+{
+    std::string name = "x/";
+    for (int depth = 0; depth < 100; ++depth) {
+        name += "d/";
+    }
+    const std::string track = make(name + "a.mp3");
+    const few_open_files limit;
+    EXPECT_THAT(collect({path("x")}), ElementsAre(track));
+}
+
+TEST_F(collected, folders_that_cannot_be_read_stand_for_themselves_beside_the_tracks)
+{
+    const std::string track = make("x/a.mp3");
+    std::string name = path("x");
+    while (name.size() < PATH_MAX) {
+        name += "/" + std::string(NAME_MAX, 'n');
+    }
+    run_tool({"mkdir", "-p", name});
+    const std::vector<std::string> all = collect({path("x")});
+    ASSERT_EQ(all.size(), 2U);
+    EXPECT_EQ(all[0], track);
+    EXPECT_EQ(all[1], name);
 }
 
 TEST_F(collected, playlists_stand_for_what_they_name_beside_them)

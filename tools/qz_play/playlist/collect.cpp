@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <system_error>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -24,16 +25,37 @@ bool is_track(const fs::directory_entry& entry)
 }
 
 /// Folders that links lead to are left out: they may lead round and round.
-strings tracks_below(const fs::path& folder)
+bool is_folder(const fs::directory_entry& entry)
 {
-    strings tracks;
+    std::error_code ignored;
+    return entry.is_directory(ignored) && !entry.is_symlink(ignored);
+}
+
+/// Adds what is in the folder itself. One that cannot be read to its end is a track, too: it fails in its turn.
+void look_into(const fs::path& folder, strings& tracks, strings& folders)
+{
     std::error_code error;
-    for (fs::recursive_directory_iterator entry(
-             folder, fs::directory_options::skip_permission_denied, error);
-         !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+    fs::directory_iterator entry(folder, fs::directory_options::skip_permission_denied, error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
         if (is_track(*entry)) {
             tracks.push_back(entry->path());
+        } else if (is_folder(*entry)) {
+            folders.push_back(entry->path());
         }
+    }
+    if (error) {
+        tracks.push_back(folder);
+    }
+}
+
+strings tracks_below(const std::string& folder)
+{
+    strings tracks;
+    strings folders{folder};
+    while (!folders.empty()) {
+        const std::string next = std::move(folders.back());
+        folders.pop_back();
+        look_into(next, tracks, folders);
     }
     std::sort(tracks.begin(), tracks.end());
     return tracks.empty() ? strings{folder} : tracks;

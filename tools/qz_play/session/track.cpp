@@ -53,6 +53,22 @@ using decoder_ptr = std::unique_ptr<mpg123_handle, decoder_deleter>;
     }
 }
 
+/// Whatever tracks it holds are in the list themselves.
+[[noreturn]] void refuse_folder(const std::string& path)
+{
+    namespace fs = std::filesystem;
+    if (access(path.c_str(), R_OK | X_OK) != 0) {
+        refuse(path, "this folder may not be read; change its permissions.");
+    }
+    std::error_code error;
+    fs::directory_iterator entry(path, error);
+    while (!error && entry != fs::directory_iterator()) {
+        entry.increment(error);
+    }
+    refuse(path, error ? "this folder cannot be read to its end: " + error.message() + "."
+                       : "there is no MPEG audio file in this folder.");
+}
+
 /// Like the player's decoder, but without a word on standard error.
 decoder_ptr new_decoder()
 {
@@ -94,9 +110,7 @@ track inspect_track(const std::string& path)
         refuse_unreadable(path, errno);
     }
     if (S_ISDIR(status.st_mode)) {
-        refuse(path, access(path.c_str(), R_OK | X_OK) == 0
-                         ? "there is no MPEG audio file in this folder."
-                         : "this folder may not be read; change its permissions.");
+        refuse_folder(path);
     }
     if (!S_ISREG(status.st_mode)) {
         return {path, std::nullopt, {}};
