@@ -16,7 +16,7 @@ std::atomic<bool> is_raw{false};
 
 constexpr std::array<int, 5> crashes{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
-/// The signal comes once more when the handler returns, and finds its default action.
+/// The signal has its default action again, and ends the process right here.
 void on_crash(int signal)
 {
     restore_terminal();
