@@ -191,15 +191,19 @@ bool session::take_event(event_queue::clock::time_point deadline)
 
 event_queue::clock::time_point session::next_duty() const
 {
-    const auto never = event_queue::clock::time_point::max();
-    std::optional<seconds> wait = run_ ? run_->next_duty() : std::nullopt;
+    using clock = event_queue::clock;
+    const auto in = [now = clock::now()](seconds wait) {
+        return now + std::chrono::ceil<clock::duration>(wait);
+    };
+    clock::time_point due = stop_due_.value_or(clock::time_point::max());
     if (patience_) {
-        wait = patience::period;
+        due = std::min(due, in(patience::period));
     }
     if (sounds() && display_.has_live_line()) {
-        wait = std::min(wait.value_or(redraw_period), redraw_period);
+        due = std::min(due, in(redraw_period));
     }
-    using duration = event_queue::clock::duration;
-    const auto due = wait ? event_queue::clock::now() + std::chrono::ceil<duration>(*wait) : never;
-    return std::min(due, stop_due_.value_or(never));
+    if (const auto wait = run_ ? run_->next_duty() : std::nullopt) {
+        due = std::min(due, in(*wait));
+    }
+    return due;
 }
