@@ -46,6 +46,25 @@ TEST_F(stopwatch_at_one_second, takes_back_a_stop_that_was_looked_behind)
     EXPECT_EQ(watch.elapsed(start + 61s), 1s);
 }
 
+TEST_F(stopwatch_at_one_second, takes_back_a_stop_that_was_looked_behind_often)
+{
+    watch.look(start + 61s);
+    watch.look(start + 62s);
+    watch.look(start + 63s);
+    watch.take_back_stop(start + 63s);
+    EXPECT_EQ(watch.elapsed(start + 63s), 3s);
+}
+
+TEST_F(stopwatch_at_one_second, takes_back_no_step_of_long_ago)
+{
+    watch.look(start + 61s);
+    for (auto now = start + 62s; now <= start + 70s; now += 1s) {
+        watch.look(now);
+    }
+    watch.take_back_stop(start + 70s);
+    EXPECT_EQ(watch.elapsed(start + 70s), 69s);
+}
+
 TEST_F(stopwatch_at_one_second, takes_back_nothing_of_a_stop_for_which_it_did_not_run)
 {
     watch.stop(start + 1s);

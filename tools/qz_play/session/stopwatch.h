@@ -32,23 +32,26 @@ public:
         before_ = time;
         started_ = now;
         looked_ = time;
-        last_step_ = seconds::zero();
+        longest_step_ = seconds::zero();
     }
 
     /// Remembers how far it has come. To be called again and again.
     void look(clock::time_point now = clock::now())
     {
         const seconds shown = elapsed(now);
-        last_step_ = shown - std::exchange(looked_, shown);
+        const seconds step = shown - std::exchange(looked_, shown);
+        if (step > longest_step_ || now - longest_step_seen_ > recent) {
+            longest_step_ = step;
+            longest_step_seen_ = now;
+        }
     }
 
     /// Takes back the time for which the process was stopped from outside. Nobody tells that time: it is
-    /// the longer of the step before the last look, which may have come first, and the one behind it.
+    /// the longest of the last steps, since some looks may have come first.
     void take_back_stop(clock::time_point now = clock::now())
     {
-        const seconds former_step = last_step_;
         look(now);
-        set(looked_ - std::max(former_step, last_step_), now);
+        set(looked_ - longest_step_, now);
     }
 
     [[nodiscard]] bool running() const { return running_; }
@@ -59,9 +62,12 @@ public:
     }
 
 private:
+    static constexpr std::chrono::seconds recent{3};
+
     bool running_ = false;
     clock::time_point started_;
     seconds before_{0};
     seconds looked_{0};
-    seconds last_step_{0};
+    seconds longest_step_{0};
+    clock::time_point longest_step_seen_;
 };
