@@ -45,7 +45,7 @@ TEST_F(command_line, two_hyphens_end_the_options)
     settings.folder = path("home");
     const result missing = run({"--", "--help"});
     EXPECT_EQ(missing.status, 2);
-    EXPECT_EQ(missing.errors, "qz_play: --help: there is no such file.\n");
+    EXPECT_EQ(missing.errors, "qz_play: --help: there is no such file; check its name.\n");
 }
 
 TEST_P(wrong_usage, ends_with_1_and_says_why_on_standard_error)

@@ -290,7 +290,8 @@ TEST_F(remote, opens_lists)
     EXPECT_TRUE(title_comes("b"));
     control({"next"});
     EXPECT_TRUE(title_comes("c"));
-    EXPECT_TRUE(player().wait_for_error_text(path("none.mp3") + ": there is no such file.\n"));
+    EXPECT_TRUE(player().wait_for_error_text(path("none.mp3") +
+                                             ": there is no such file; check its name.\n"));
 }
 
 TEST_F(remote, plays_on_where_what_is_opened_is_no_track)
@@ -298,7 +299,8 @@ TEST_F(remote, plays_on_where_what_is_opened_is_no_track)
     start({minute("a.mp3")});
     write_file(path("picture.png"), "no music");
     control({"open", "file://" + path("picture.png")});
-    EXPECT_TRUE(player().wait_for_error_text(path("picture.png") + ": this is no MPEG audio.\n"));
+    EXPECT_TRUE(player().wait_for_error_text(path("picture.png") +
+                                             ": this is no MPEG audio; convert it first.\n"));
     control({"pause"});
     EXPECT_TRUE(comes({"status"}, "Paused"));
     EXPECT_TRUE(title_comes("a"));

@@ -226,7 +226,7 @@ TEST_F(screen, survives_a_list_of_what_cannot_be_played)
     }
     write_file(path("round.m3u"), "music\nround.m3u\n");
     play("music round.m3u good.mp3");
-    EXPECT_TRUE(window_->shows("399.mp3: this is no MPEG audio.\n"));
+    EXPECT_TRUE(window_->shows("399.mp3: this is no MPEG audio; convert it first.\n"));
     EXPECT_TRUE(window_->shows("round.m3u: a list within a list is not followed;"));
     expect_end(3);
 }

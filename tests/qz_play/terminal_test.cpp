@@ -123,7 +123,8 @@ TEST_F(terminal, that_is_quiet_shows_errors_alone)
 {
     const result played =
         run({"--quiet", "--wav", path("out.wav"), make_track({}), path("missing.mp3")});
-    EXPECT_EQ(played.errors, "qz_play: " + path("missing.mp3") + ": there is no such file.\r\n");
+    EXPECT_EQ(played.errors,
+              "qz_play: " + path("missing.mp3") + ": there is no such file; check its name.\r\n");
 }
 
 TEST_F(terminal, has_colours_unless_they_are_not_wanted)

@@ -38,7 +38,7 @@ protected:
 
 TEST_F(tracks, that_are_missing_are_refused)
 {
-    expect_refused(path("none.mp3"), "there is no such file.");
+    expect_refused(path("none.mp3"), "there is no such file; check its name.");
 }
 
 TEST_F(tracks, play_also_where_their_measuring_takes_for_ever)
@@ -106,24 +106,25 @@ TEST_F(tracks, that_all_fail_are_not_tried_round_and_round)
 TEST_F(tracks, below_what_is_no_folder_are_refused)
 {
     write_file(path("file"), "x");
-    expect_refused(path("file/track.mp3"), "this file cannot be read: Not a directory.");
+    expect_refused(path("file/track.mp3"),
+                   "this file cannot be read (Not a directory); check its name and its disk.");
 }
 
 TEST_F(tracks, that_are_empty_folders_are_refused)
 {
-    expect_refused(path("home"), "there is no MPEG audio file in this folder.");
+    expect_refused(path("home"), "there is no MPEG audio file in this folder; name another.");
 }
 
 TEST_F(tracks, that_are_empty_are_refused)
 {
     write_file(path("empty.mp3"), "");
-    expect_refused(path("empty.mp3"), "this file is empty.");
+    expect_refused(path("empty.mp3"), "this file is empty; make or fetch it anew.");
 }
 
 TEST_F(tracks, that_are_no_audio_are_refused)
 {
     write_file(path("text.mp3"), "This is no music.\n");
-    expect_refused(path("text.mp3"), "this is no MPEG audio.");
+    expect_refused(path("text.mp3"), "this is no MPEG audio; convert it first.");
 }
 
 TEST_F(tracks, that_are_lists_within_a_list_are_refused)
@@ -145,7 +146,7 @@ TEST_F(tracks, on_the_net_are_refused)
 TEST_F(tracks, without_a_sample_are_refused)
 {
     expect_refused(make_track({"void.mp3", "", "44100", "2", {"trim", "0", "0"}}),
-                   "this file holds no sound.");
+                   "this file holds no sound; make or fetch it anew.");
 }
 
 TEST_F(tracks, that_may_not_be_read_are_refused)
@@ -165,7 +166,8 @@ TEST_F(tracks, with_control_characters_in_their_names_do_not_reach_the_terminal)
 {
     const result refused = run({path("a\nb\x1b[31m\x7f.mp3")});
     EXPECT_EQ(refused.status, 2);
-    EXPECT_EQ(refused.errors, "qz_play: " + path("a?b?[31m?.mp3") + ": there is no such file.\n");
+    EXPECT_EQ(refused.errors,
+              "qz_play: " + path("a?b?[31m?.mp3") + ": there is no such file; check its name.\n");
 }
 
 TEST_F(tracks, with_control_characters_beyond_ascii_do_not_reach_the_terminal_either)
@@ -174,8 +176,8 @@ TEST_F(tracks, with_control_characters_beyond_ascii_do_not_reach_the_terminal_ei
     settings.terminal = true;
     const result refused = run({path("\xc2\x9b"
                                      "2J\xc3\xa4.mp3")});
-    EXPECT_EQ(refused.errors,
-              "qz_play: " + path("?2J\xc3\xa4.mp3") + ": there is no such file.\r\n");
+    EXPECT_EQ(refused.errors, "qz_play: " + path("?2J\xc3\xa4.mp3") +
+                                  ": there is no such file; check its name.\r\n");
 }
 
 TEST_F(tracks, that_fail_let_the_others_play)
@@ -185,12 +187,13 @@ TEST_F(tracks, that_fail_let_the_others_play)
         run({"--wav", path("out.wav"), path("none.mp3"), track, path("home"), track});
     EXPECT_EQ(played.status, 3);
     EXPECT_EQ(played.errors, "qz_play: " + path("none.mp3") +
-                                 ": there is no such file.\n"
+                                 ": there is no such file; check its name.\n"
                                  "sound output: opened\n" +
                                  track + ": loaded\n" + track + ": playing\n" + track +
                                  ": stopped\n"
                                  "qz_play: " +
-                                 path("home") + ": there is no MPEG audio file in this folder.\n" +
+                                 path("home") +
+                                 ": there is no MPEG audio file in this folder; name another.\n" +
                                  track + ": loaded\n" + track + ": playing\n" + track +
                                  ": stopped\n"
                                  "sound output: closed\n");
@@ -204,7 +207,7 @@ TEST_F(tracks, that_break_off_are_told_of_once_and_let_the_next_one_play)
     const std::string track = make_track({});
     const result played = run({"--wav", path("out.wav"), broken, track});
     EXPECT_EQ(played.status, 3);
-    const std::string sentence = "qz_play: " + broken + ": the sound breaks off; ";
+    const std::string sentence = "qz_play: " + broken + ": the sound breaks off, ";
     const std::size_t told = played.errors.find(sentence);
     ASSERT_NE(told, std::string::npos) << played.errors;
     EXPECT_EQ(played.errors.find(sentence, told + 1), std::string::npos) << played.errors;
@@ -221,7 +224,7 @@ TEST_F(tracks, that_are_no_files_are_left_to_the_player)
     const std::string track = make_track({});
     const result played = run({"--wav", path("out.wav"), "/dev/null", track});
     EXPECT_EQ(played.status, 3);
-    EXPECT_THAT(played.errors, HasSubstr("qz_play: /dev/null: this file cannot be decoded: "));
+    EXPECT_THAT(played.errors, HasSubstr("qz_play: /dev/null: this file cannot be decoded ("));
     EXPECT_EQ(read_wav(path("out-2.wav")).samples, decoded(track));
 }
 

@@ -135,8 +135,8 @@ TEST_F(wav, into_a_full_device_ends_the_program)
 {
     const result refused = run({"--wav", "/dev/full", make_track({})});
     EXPECT_EQ(refused.status, 1);
-    EXPECT_THAT(refused.errors, HasSubstr("qz_play: the WAV file /dev/full cannot be written: "
-                                          "No space left on device.\n"));
+    EXPECT_THAT(refused.errors, HasSubstr("qz_play: the WAV file /dev/full cannot be written ("
+                                          "No space left on device); name another.\n"));
 }
 
 TEST_F(wav, that_cannot_be_made_ends_the_program)
@@ -144,8 +144,9 @@ TEST_F(wav, that_cannot_be_made_ends_the_program)
     const std::string file = path("none/out.wav");
     const result refused = run({"--wav", file, make_track({})});
     EXPECT_EQ(refused.status, 1);
-    EXPECT_THAT(refused.errors, HasSubstr("qz_play: the WAV file " + file +
-                                          " cannot be written: No such file or directory.\n"));
+    EXPECT_THAT(refused.errors,
+                HasSubstr("qz_play: the WAV file " + file +
+                          " cannot be written (No such file or directory); name another.\n"));
     EXPECT_THAT(temporary_folders(), IsEmpty());
 }
 

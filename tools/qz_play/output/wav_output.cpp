@@ -70,14 +70,15 @@ void wav_output::begin(const fs::path& file, const std::string& track)
 {
     std::error_code ignored;
     if (fs::equivalent(file, track, ignored)) {
-        throw startup_failure("the WAV file must not be the track itself: " + file.string() + ".");
+        throw startup_failure("the WAV file must not be the track itself: name another than " +
+                              file.string() + ".");
     }
     // A FIFO without a reader is an error then, not a wait.
     const int opened = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC,
                             ordinary_permissions);
     if (opened < 0 || !takes_sound(opened)) {
-        throw startup_failure("the WAV file " + file.string() + " cannot be written: " +
-                              std::generic_category().message(errno) + ".");
+        throw startup_failure("the WAV file " + file.string() + " cannot be written (" +
+                              std::generic_category().message(errno) + "); name another.");
     }
     dup3(opened, target_, O_CLOEXEC);
     close(opened);

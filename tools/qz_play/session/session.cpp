@@ -97,7 +97,7 @@ std::string session::problem_of_run() const
 {
     const track& played = run_->played();
     if (wav_ && run_->complete() && played.size && !wav_->holds(played.size->bytes)) {
-        return played.path + ": the WAV file is not complete; the disk may be full.";
+        return played.path + ": the WAV file is not complete; see whether the disk is full.";
     }
     if (run_->rushed()) {
         return played.path + ": the sound output takes the sound faster than it can be heard; "

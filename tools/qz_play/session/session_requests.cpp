@@ -194,7 +194,7 @@ void session::on(const request::open& wanted)
     std::istringstream no_input;
     const std::vector<std::string> paths = collect_tracks({wanted.path}, no_input);
     if (paths.empty()) {
-        display_.error(wanted.path + ": there is no track in this list.");
+        display_.error(wanted.path + ": there is no track in this list; open another.");
     }
     const auto first = std::find_if(paths.begin(), paths.end(),
                                     [this](const std::string& path) { return accepts(path); });

@@ -45,11 +45,12 @@ using decoder_ptr = std::unique_ptr<mpg123_handle, decoder_deleter>;
     switch (error) {
     case ENOENT:
         refuse(path, is_address(path) ? "only files can be played; download it and name the file."
-                                      : "there is no such file.");
+                                      : "there is no such file; check its name.");
     case EACCES:
         refuse(path, "this file may not be read; change its permissions.");
     default:
-        refuse(path, "this file cannot be read: " + std::generic_category().message(error) + ".");
+        refuse(path, "this file cannot be read (" + std::generic_category().message(error) +
+                         "); check its name and its disk.");
     }
 }
 
@@ -65,8 +66,9 @@ using decoder_ptr = std::unique_ptr<mpg123_handle, decoder_deleter>;
     while (!error && entry != fs::directory_iterator()) {
         entry.increment(error);
     }
-    refuse(path, error ? "this folder cannot be read to its end: " + error.message() + "."
-                       : "there is no MPEG audio file in this folder.");
+    refuse(path, error ? "this folder cannot be read to its end (" + error.message() +
+                             "); see to its disk."
+                       : "there is no MPEG audio file in this folder; name another.");
 }
 
 /// Like the player's decoder, but without a word on standard error.
@@ -92,10 +94,10 @@ tags look_into(const std::string& path, int file)
         mpg123_getformat(decoder.get(), nullptr, nullptr, nullptr) != MPG123_OK) {
         refuse(path, is_playlist(path)
                          ? "a list within a list is not followed; name it on the command line."
-                         : "this is no MPEG audio.");
+                         : "this is no MPEG audio; convert it first.");
     }
     if (mpg123_length(decoder.get()) <= 0 && !scan_holds_sound(decoder.get())) {
-        refuse(path, "this file holds no sound.");
+        refuse(path, "this file holds no sound; make or fetch it anew.");
     }
     return read_tags(decoder.get());
 }
@@ -116,7 +118,7 @@ track inspect_track(const std::string& path)
         return {path, std::nullopt, {}};
     }
     if (status.st_size == 0) {
-        refuse(path, "this file is empty.");
+        refuse(path, "this file is empty; make or fetch it anew.");
     }
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0) {

@@ -292,11 +292,13 @@ bool track_run::is_of_output(int code) const
 std::string track_run::describe(int code) const
 {
     if (phase_ == phase::playing) {
-        return "the sound breaks off; the rest of the file is damaged or of another format.";
+        return "the sound breaks off, since the rest of the file is damaged or of another format; "
+               "make or fetch it anew.";
     }
     if (is_of_output(code)) {
         return "the sound output cannot be started for this file; "
                "see whether the sound server still runs and the device is free.";
     }
-    return std::string("this file cannot be decoded: ") + mpg123_plain_strerror(code);
+    return std::string("this file cannot be decoded (") + mpg123_plain_strerror(code) +
+           "); make or fetch it anew.";
 }
