@@ -81,8 +81,8 @@ int play(const options& chosen, display& screen)
     std::signal(SIGPIPE, SIG_IGN);
     const temp_folder folder;
     const auto events = std::make_shared<event_queue>();
-    watch_signals(events, [path = folder.path(), &screen] {
-        screen.abandon();
+    watch_signals(events, [path = folder.path(), erase_live_line = screen.last_erasure()] {
+        erase_live_line();
         restore_terminal();
         temp_folder::remove(path);
     });

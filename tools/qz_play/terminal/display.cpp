@@ -30,6 +30,18 @@ std::size_t window_columns(int descriptor)
     return known ? window.ws_col : usual_columns;
 }
 
+void write_all(int descriptor, const std::string& text)
+{
+    std::size_t written = 0;
+    while (written < text.size()) {
+        const ssize_t count = write(descriptor, text.data() + written, text.size() - written);
+        if (count <= 0) {
+            return;
+        }
+        written += static_cast<std::size_t>(count);
+    }
+}
+
 } // namespace
 
 display::display(amount wanted)
@@ -49,7 +61,7 @@ void display::line(const std::string& text)
     clear_live();
     const bool for_eyes = isatty(descriptor_) != 0;
     const std::string shown = for_eyes ? text::to_locale(text::from_locale(text)) : text;
-    write(without_control_characters(shown) + "\n");
+    write_all(descriptor_, without_control_characters(shown) + "\n");
 }
 
 void display::error(const std::string& sentence)
@@ -90,7 +102,7 @@ void display::live(const snapshot& told)
     const std::string text = painted(text::to_locale(wide), told.state);
     if (text != live_) {
         live_ = text;
-        write(screen_->erase_line + text);
+        write_all(descriptor_, screen_->erase_line + text);
     }
 }
 
@@ -98,29 +110,19 @@ void display::clear_live()
 {
     if (!live_.empty()) {
         live_.clear();
-        write(screen_->erase_line);
+        write_all(descriptor_, screen_->erase_line);
     }
 }
 
 /// A terminal that takes no more must not hold up the end.
-void display::abandon() const
+std::function<void()> display::last_erasure() const
 {
-    pollfd room{descriptor_, POLLOUT, 0};
-    if (screen_ && is_in_foreground(descriptor_) && poll(&room, 1, 0) > 0) {
-        write(screen_->erase_line);
-    }
-}
-
-void display::write(const std::string& text) const
-{
-    std::size_t written = 0;
-    while (written < text.size()) {
-        const ssize_t count = ::write(descriptor_, text.data() + written, text.size() - written);
-        if (count <= 0) {
-            return;
+    return [descriptor = descriptor_, code = screen_ ? screen_->erase_line : ""] {
+        pollfd room{descriptor, POLLOUT, 0};
+        if (!code.empty() && is_in_foreground(descriptor) && poll(&room, 1, 0) > 0) {
+            write_all(descriptor, code);
         }
-        written += static_cast<std::size_t>(count);
-    }
+    };
 }
 
 std::string display::painted(const std::string& line, play_state state) const

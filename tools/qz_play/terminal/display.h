@@ -5,6 +5,7 @@
 #include "session/snapshot.h"
 #include "terminal/terminfo.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -43,11 +44,11 @@ public:
     /// Takes the live line away, till it is shown again.
     void clear_live();
 
-    /// Takes the live line away at the end of the process, whatever another thread does with this object.
-    void abandon() const;
+    /// Returns what takes the live line away when the process is ended at once: from any thread, also when
+    /// this object is no more.
+    [[nodiscard]] std::function<void()> last_erasure() const;
 
 private:
-    void write(const std::string& text) const;
     [[nodiscard]] std::string painted(const std::string& line, play_state state) const;
 
     const int descriptor_;
