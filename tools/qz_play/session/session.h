@@ -77,6 +77,7 @@ private:
     void end_rest();
     [[nodiscard]] seconds smooth_fade() const;
     void set_volume(int volume);
+    void sound_as_wanted();
     void set_loop(loop_mode mode);
     bool accepts(const std::string& path);
     [[nodiscard]] bool rests() const { return wanted_.state() == play_state::stopped; }

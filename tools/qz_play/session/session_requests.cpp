@@ -66,6 +66,11 @@ seconds session::smooth_fade() const
 void session::set_volume(int volume)
 {
     wanted_.set_volume(volume);
+    sound_as_wanted();
+}
+
+void session::sound_as_wanted()
+{
     if (run_) {
         run_->set_volume(wanted_.sounding_volume());
     }
@@ -165,9 +170,7 @@ void session::on(const request::change_volume& wanted)
 void session::on(const request::toggle_mute& /*wanted*/)
 {
     wanted_.toggle_mute();
-    if (run_) {
-        run_->set_volume(wanted_.sounding_volume());
-    }
+    sound_as_wanted();
 }
 
 void session::on(const request::set_loop& wanted)

@@ -2,7 +2,6 @@
 /// \brief A clock that stops with the sound.
 #pragma once
 
-#include <algorithm>
 #include <chrono>
 #include <utility>
 
