@@ -17,6 +17,7 @@ using clock = std::chrono::steady_clock;
 constexpr std::size_t jobs_of_burst = 64;
 
 constexpr clock::time_point never = clock::time_point::max();
+constexpr clock::rep never_due = never.time_since_epoch().count();
 
 /// A period in milliseconds, at least 1 and at most what the clock can tell.
 clock::duration to_period(unsigned long milliseconds)
@@ -94,8 +95,7 @@ bool task_queue::run_one()
 {
     if (batch_.empty() && !any_waiting_.load(std::memory_order_relaxed)) {
         const clock::rep due = next_due_.load(std::memory_order_relaxed);
-        if (due == never.time_since_epoch().count() ||
-            clock::now().time_since_epoch().count() < due) {
+        if (due == never_due || clock::now().time_since_epoch().count() < due) {
             return false;
         }
     }
@@ -158,7 +158,7 @@ bool task_queue::wait_for_job(job& next)
     if (take_job(next)) {
         return true;
     }
-    if (jobs_since_sleep_ >= jobs_of_burst && next_due_ == never.time_since_epoch().count()) {
+    if (jobs_since_sleep_ >= jobs_of_burst && next_due_ == never_due) {
         std::this_thread::yield();
     }
 
