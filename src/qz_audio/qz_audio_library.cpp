@@ -6,6 +6,7 @@
 #include <mpg123.h>
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -38,9 +39,11 @@ public:
     bin_path_owner() { bin_path = new std::string(default_bin_path); }
     ~bin_path_owner()
     {
-        const std::lock_guard<std::mutex> lock(bin_path_mutex);
-        if (!player_was_made) {
-            delete std::exchange(bin_path, nullptr);
+        std::unique_ptr<std::string> ended; // let go after the lock
+        // Whoever holds it keeps the path; in a child of a fork that may be a thread that is no more.
+        const std::unique_lock<std::mutex> lock(bin_path_mutex, std::try_to_lock);
+        if (lock && !player_was_made) {
+            ended.reset(std::exchange(bin_path, nullptr));
         }
     }
     bin_path_owner(const bin_path_owner&) = delete;
