@@ -75,9 +75,14 @@ void session::play(const track& next)
     }
     wait_until([this] { return run_->begun(); });
     if (run_->sounds() && !needs_size_at_once()) {
+        measures_ = true;
         measure_in_background(next.path, events_);
     }
     wait_until([this] { return run_->over(); });
+    if (run_->complete()) { // and may have been so before its length was known
+        wait_patiently_until([this] { return !measures_; });
+    }
+    measures_ = false;
     const std::string problem = problem_of_run();
     const bool blocked = run_->blocked() || abandons_;
     output_trouble_ += run_->output_failed() ? 1 : 0;

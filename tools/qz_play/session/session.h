@@ -142,6 +142,7 @@ private:
     bool leaving_ = false;
     bool abandons_ = false; ///< Waits for nothing any more.
     bool ended_by_signal_ = false;
+    bool measures_ = false; ///< The track that runs, in the background.
     bool heard_ = false;
     std::size_t failed_ = 0;
     std::size_t failed_in_a_row_ = 0;

@@ -77,6 +77,7 @@ void session::on(const track_measured& measured)
 {
     if (run_ && run_->played().path == measured.path) {
         run_->learn_size(measured.size);
+        measures_ = false;
     }
 }
 
