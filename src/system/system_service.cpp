@@ -1,6 +1,5 @@
 #include "system/system_service.h"
 
-#include "system/ended_threads.h"
 #include "system/qz_system.h"
 #include "system/thread.h"
 
@@ -13,14 +12,13 @@ namespace
 
 using shared_queue = std::shared_ptr<task_queue>;
 
-// Every callback of the applications runs here: as much as a main thread usually has.
+// Every callback of the application runs here: as much as a main thread usually has.
 constexpr std::size_t stack_size = std::size_t{8} << 20U;
 
 std::unique_ptr<shared_queue> start_system_service()
 {
     auto queue = std::make_unique<shared_queue>(std::make_shared<task_queue>());
-    let_go_of_threads_at_exit();
-    start_thread("system", stack_size, [worked_off = *queue] { worked_off->work(); });
+    start_thread("system", stack_size, [shared = *queue] { shared->work(); });
     return queue;
 }
 

@@ -10,7 +10,7 @@
 namespace
 {
 
-// What the kernel keeps of a thread's name.
+// The kernel's limit for a thread's name.
 constexpr std::size_t longest_name = 15;
 
 class thread_attributes
@@ -20,6 +20,7 @@ public:
     {
         check(pthread_attr_init(&attributes_));
         check(pthread_attr_setstacksize(&attributes_, stack_size));
+        check(pthread_attr_setdetachstate(&attributes_, PTHREAD_CREATE_DETACHED));
     }
     ~thread_attributes() { pthread_attr_destroy(&attributes_); }
     thread_attributes(const thread_attributes&) = delete;
@@ -38,18 +39,18 @@ private:
     pthread_attr_t attributes_{};
 };
 
-/// What a thread is given and owns.
-struct task_of_thread {
+/// What a thread owns.
+struct thread_start {
     std::string name;
     std::function<void()> work;
 };
 
-extern "C" void* run_thread(void* given)
+extern "C" void* run_thread(void* argument)
 {
-    const std::unique_ptr<task_of_thread> own(static_cast<task_of_thread*>(given));
-    // Naming another thread goes through a file of /proc, a fifth of the time of making a player.
-    pthread_setname_np(pthread_self(), own->name.c_str());
-    own->work();
+    const std::unique_ptr<thread_start> start(static_cast<thread_start*>(argument));
+    // To name another thread, the C library writes a file of /proc: a fifth of the time to create a player.
+    pthread_setname_np(pthread_self(), start->name.c_str());
+    start->work();
     return nullptr;
 }
 
@@ -58,9 +59,9 @@ extern "C" void* run_thread(void* given)
 void start_thread(const std::string& name, std::size_t stack_size, std::function<void()> work)
 {
     const thread_attributes attributes(stack_size);
-    auto given = std::make_unique<task_of_thread>(
-        task_of_thread{name.substr(0, longest_name), std::move(work)});
+    auto start =
+        std::make_unique<thread_start>(thread_start{name.substr(0, longest_name), std::move(work)});
     pthread_t thread{};
-    thread_attributes::check(pthread_create(&thread, attributes.get(), run_thread, given.get()));
-    static_cast<void>(given.release()); // the thread's now
+    thread_attributes::check(pthread_create(&thread, attributes.get(), run_thread, start.get()));
+    static_cast<void>(start.release()); // owned by the thread now
 }

@@ -1,6 +1,5 @@
 #include "system/thread_service.h"
 
-#include "system/ended_threads.h"
 #include "system/system_service.h"
 #include "system/thread.h"
 
@@ -14,8 +13,8 @@
 namespace
 {
 
-// The sound drivers run on these threads. 32 KiB were seen in use with PulseAudio; other drivers and
-// instrumented builds take more.
+// The sound drivers run on these threads. PulseAudio uses 32 KiB; other drivers and instrumented builds use
+// more.
 constexpr std::size_t stack_size = std::size_t{1} << 20U;
 
 /// A sound driver that writes to a pipe or a socket without a reader gets an error, and not a signal that
@@ -28,11 +27,11 @@ void block_broken_pipe_signal()
     pthread_sigmask(SIG_BLOCK, &broken_pipe, nullptr);
 }
 
-/// Lets the calling thread's timed waits end when asked, and not up to 50 µs later, as the kernel else may.
-void wake_on_time()
+/// Timed waits of the calling thread end on time. By default the kernel may end them 50 µs late.
+void minimize_timer_slack()
 {
-    constexpr unsigned long least_slack = 1; // in nanoseconds
-    prctl(PR_SET_TIMERSLACK, least_slack);
+    constexpr unsigned long nanoseconds = 1;
+    prctl(PR_SET_TIMERSLACK, nanoseconds);
 }
 
 } // namespace
@@ -42,9 +41,8 @@ _qz_thread_service::_qz_thread_service(const std::string& name)
 {
     start_thread(name, stack_size, [queue = queue_] {
         block_broken_pipe_signal();
-        wake_on_time();
+        minimize_timer_slack();
         queue->work();
-        leave_stack_to_system_service();
     });
 }
 
@@ -71,8 +69,7 @@ void _qz_thread_service::destroy(std::string, int)
 
 boost::shared_ptr<_qz_thread_service> qz_thread_service_new(std::string name)
 {
-    // Whoever has a service can rely on the system service: starting it cannot fail any more.
-    system_service();
+    system_service(); // from now on, posting to it cannot fail to start it
     auto service = boost::make_shared<_qz_thread_service>(name);
     qz_object_ref(service);
     return service;
