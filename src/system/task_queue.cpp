@@ -3,6 +3,7 @@
 #include "system/diagnostics.h"
 
 #include <algorithm>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -11,21 +12,19 @@ namespace
 
 using clock = std::chrono::steady_clock;
 
-/// A worker that has run so many jobs without a sleep lets others go on before it sleeps: in a burst of posts
-/// the next one comes at once, and falling asleep and being woken cost more than a task. Else it sleeps at
-/// once: a thread that is woken comes before the others of a busy core, one that yields after them.
-constexpr std::size_t jobs_of_burst = 64;
+/// After a burst of so many tasks the worker yields before it sleeps, since the next task often arrives at
+/// once, and a sleep with its wake-up costs more than a task. Otherwise it sleeps at once: on a busy core, a
+/// thread that is woken runs before the others, and one that has yielded after them.
+constexpr std::size_t burst = 64;
 
 constexpr clock::time_point never = clock::time_point::max();
-constexpr clock::rep never_due = never.time_since_epoch().count();
 
-/// A period in milliseconds, at least 1 and at most what the clock can tell.
+/// A period in milliseconds, at least 1 and at most what the clock can represent.
 clock::duration to_period(unsigned long milliseconds)
 {
     constexpr unsigned long long longest =
         std::chrono::duration_cast<std::chrono::milliseconds>(clock::duration::max()).count();
-    const auto held = std::clamp<unsigned long long>(milliseconds, 1, longest);
-    return std::chrono::milliseconds(held);
+    return std::chrono::milliseconds(std::clamp<unsigned long long>(milliseconds, 1, longest));
 }
 
 clock::time_point due_after(clock::time_point start, clock::duration period)
@@ -35,7 +34,7 @@ clock::time_point due_after(clock::time_point start, clock::duration period)
 
 } // namespace
 
-void task_queue::post(task work)
+void task_queue::post(task&& work)
 {
     bool wake = false;
     {
@@ -45,8 +44,7 @@ void task_queue::post(task work)
         }
         queue_due_ticks();
         posted_.push_back(std::move(work));
-        ++posted_count_;
-        publish_state();
+        has_posted_.store(true, std::memory_order_relaxed);
         wake = std::exchange(asleep_, false);
     }
     if (wake) {
@@ -54,12 +52,11 @@ void task_queue::post(task work)
     }
 }
 
-unsigned long task_queue::start_interval(tick beat, unsigned long period)
+unsigned long task_queue::start_interval(tick&& callback, unsigned long period)
 {
-    intervals started(1);
-    interval& timer = started.front();
-    timer.beat = std::move(beat);
-    timer.period = to_period(period);
+    interval started;
+    started.callback = std::move(callback);
+    started.period = to_period(period);
     unsigned long id = 0;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -67,9 +64,9 @@ unsigned long task_queue::start_interval(tick beat, unsigned long period)
         if (stopped_) {
             return id;
         }
-        timer.id = id;
-        by_id_.emplace(id, started.begin());
-        go_to_sleep(started, clock::now());
+        started.due = due_after(clock::now(), started.period);
+        intervals_.emplace(id, std::move(started));
+        update_next_due();
     }
     changed_.notify_one();
     return id;
@@ -77,33 +74,30 @@ unsigned long task_queue::start_interval(tick beat, unsigned long period)
 
 void task_queue::end_interval(unsigned long id)
 {
-    intervals ended;
+    interval_map::node_type ended; // destroyed after the lock is released
     const std::lock_guard<std::mutex> lock(mutex_);
-    const auto entry = by_id_.find(id);
-    if (entry == by_id_.end()) {
-        return;
-    }
-    intervals* const home = entry->second->home;
-    if (home != nullptr) {
-        ended.splice(ended.begin(), *home, entry->second);
-        publish_state();
-    }
-    by_id_.erase(entry);
+    ended = intervals_.extract(id);
+    update_next_due();
 }
 
 bool task_queue::run_one()
 {
-    if (batch_.empty() && !any_waiting_.load(std::memory_order_relaxed)) {
-        const clock::rep due = next_due_.load(std::memory_order_relaxed);
-        if (due == never_due || clock::now().time_since_epoch().count() < due) {
+    if (stopped_.load(std::memory_order_relaxed)) {
+        return false;
+    }
+    if (batch_.empty()) {
+        if (!has_posted_.load(std::memory_order_relaxed)) {
+            const clock::time_point due = next_due_.load(std::memory_order_relaxed);
+            if (due == never || clock::now() < due) {
+                return false;
+            }
+        }
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (stopped_ || !refill_batch()) {
             return false;
         }
     }
-    job next;
-    if (!take_job(next)) {
-        return false;
-    }
-    run(next);
+    run_first_of_batch();
     return true;
 }
 
@@ -111,7 +105,7 @@ void task_queue::stop() noexcept
 {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        stop_locked();
+        stopped_ = true;
     }
     changed_.notify_one();
 }
@@ -124,7 +118,7 @@ bool task_queue::stop(task& completion)
             return false;
         }
         completions_.push_back(std::move(completion));
-        stop_locked();
+        stopped_ = true;
     }
     changed_.notify_one();
     return true;
@@ -132,182 +126,150 @@ bool task_queue::stop(task& completion)
 
 void task_queue::work()
 {
-    for (;;) {
-        job next;
-        if (!wait_for_job(next)) {
-            break;
-        }
-        ++jobs_since_sleep_;
-        run(next);
+    while (wait_for_batch()) {
+        ++runs_since_sleep_;
+        run_first_of_batch();
     }
-    drop_the_rest();
+    discard_pending();
     call_completions();
 }
 
-bool task_queue::take_job(job& next)
+/// Waits until there is something to run. Returns false once the queue has been stopped.
+bool task_queue::wait_for_batch()
 {
-    if (take_from_batch(next.work)) {
+    if (!batch_.empty() && !stopped_.load(std::memory_order_relaxed)) {
         return true;
     }
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return !stopped_ && take_waiting(next);
-}
-
-bool task_queue::wait_for_job(job& next)
-{
-    if (take_job(next)) {
-        return true;
-    }
-    if (jobs_since_sleep_ >= jobs_of_burst && next_due_ == never_due) {
+    if (runs_since_sleep_ >= burst && next_due_.load(std::memory_order_relaxed) == never) {
         std::this_thread::yield();
     }
-
     std::unique_lock<std::mutex> lock(mutex_);
-    while (!stopped_) {
-        if (take_waiting(next)) {
-            return true;
-        }
-        asleep_ = true;
-        const clock::time_point due = sleeping_.empty() ? never : sleeping_.front().due;
-        if (due == never) {
-            changed_.wait(lock);
-        } else {
-            changed_.wait_until(lock, due);
-        }
-        asleep_ = false;
-        jobs_since_sleep_ = 0;
+    while (!stopped_ && !refill_batch()) {
+        sleep(lock);
     }
-    return false;
+    return !stopped_;
 }
 
-bool task_queue::take_from_batch(task& next)
+void task_queue::sleep(std::unique_lock<std::mutex>& lock)
 {
-    if (free_to_take_ == 0 || stopped_.load(std::memory_order_relaxed)) {
-        return false;
+    const clock::time_point due = next_due_;
+    asleep_ = true;
+    if (due == never) {
+        changed_.wait(lock);
+    } else {
+        changed_.wait_until(lock, due);
     }
-    next = std::move(batch_.front());
-    batch_.pop_front();
-    ++taken_count_;
-    --free_to_take_;
-    return true;
+    asleep_ = false;
+    runs_since_sleep_ = 0;
 }
 
-bool task_queue::take_waiting(job& next)
+/// Takes all that is posted, if nothing is left of the batch. Returns whether there is something to run.
+bool task_queue::refill_batch()
 {
     queue_due_ticks();
     if (batch_.empty()) {
         batch_.swap(posted_);
+        has_posted_.store(false, std::memory_order_relaxed);
     }
-    bool taken = false;
-    if (!due_.empty() && due_.front().behind == taken_count_) {
-        next.timer.splice(next.timer.begin(), due_, due_.begin());
-        next.timer.front().home = nullptr;
-        taken = true;
-    } else {
-        free_to_take_ = due_.empty() ? batch_.size()
-                                     : std::min(batch_.size(), due_.front().behind - taken_count_);
-        taken = take_from_batch(next.work);
-    }
-    publish_state();
-    return taken;
+    return !batch_.empty();
 }
 
+/// Called whenever the queue is about to change, so that a due tick runs after the tasks that were posted
+/// before it was due, and before the later ones.
 void task_queue::queue_due_ticks()
 {
-    if (sleeping_.empty()) {
+    if (next_due_.load(std::memory_order_relaxed) == never) {
         return;
     }
     const clock::time_point now = clock::now();
-    while (!sleeping_.empty() && sleeping_.front().due <= now) {
-        sleeping_.front().behind = posted_count_;
-        sleeping_.front().home = &due_;
-        due_.splice(due_.end(), sleeping_, sleeping_.begin());
+    while (next_due_.load(std::memory_order_relaxed) <= now) {
+        const auto next = earliest_interval();
+        try {
+            posted_.push_back([this, id = next->first] { run_tick(id); });
+            has_posted_.store(true, std::memory_order_relaxed);
+            next->second.queued = true;
+        } catch (const std::bad_alloc&) {
+            next->second.due = due_after(now, std::chrono::milliseconds(1)); // to try again
+        }
+        update_next_due();
     }
 }
 
-void task_queue::run(job& current)
+/// The interval whose tick is to be queued next, or the end.
+task_queue::interval_map::iterator task_queue::earliest_interval()
 {
-    if (!current.timer.empty()) {
-        run_tick(current.timer);
-        return;
+    auto earliest = intervals_.end();
+    for (auto entry = intervals_.begin(); entry != intervals_.end(); ++entry) {
+        if (!entry->second.queued &&
+            (earliest == intervals_.end() || entry->second.due < earliest->second.due)) {
+            earliest = entry;
+        }
     }
+    return earliest;
+}
+
+void task_queue::update_next_due()
+{
+    const auto next = earliest_interval();
+    next_due_.store(next != intervals_.end() ? next->second.due : never, std::memory_order_relaxed);
+}
+
+void task_queue::run_first_of_batch()
+{
+    const task first = std::move(batch_.front());
+    batch_.pop_front();
     try {
-        current.work();
+        first();
     } catch (...) {
         report_current_exception();
     }
 }
 
-void task_queue::run_tick(intervals& current)
+void task_queue::run_tick(unsigned long id)
 {
+    tick callback; // an ended one is destroyed after the lock is released
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const auto entry = intervals_.find(id);
+        if (entry == intervals_.end()) {
+            return;
+        }
+        callback.swap(entry->second.callback);
+    }
+
     const clock::time_point start = clock::now();
-    interval& timer = current.front();
     bool again = false;
     try {
-        again = timer.beat();
+        again = callback();
     } catch (...) {
         report_current_exception();
     }
 
     const std::lock_guard<std::mutex> lock(mutex_);
-    const auto entry = by_id_.find(timer.id);
-    if (entry == by_id_.end()) {
+    const auto entry = intervals_.find(id);
+    if (entry == intervals_.end()) {
         return; // ended while its tick ran
     }
     if (again) {
-        go_to_sleep(current, start);
+        entry->second.callback.swap(callback);
+        entry->second.due = due_after(start, entry->second.period);
+        entry->second.queued = false;
     } else {
-        by_id_.erase(entry);
+        intervals_.erase(entry);
     }
+    update_next_due();
 }
 
-void task_queue::go_to_sleep(intervals& current, clock::time_point start)
+void task_queue::discard_pending()
 {
-    interval& timer = current.front();
-    timer.due = due_after(start, timer.period);
-    const auto later =
-        std::find_if(sleeping_.begin(), sleeping_.end(),
-                     [&timer](const interval& other) { return other.due > timer.due; });
-    sleeping_.splice(later, current, current.begin());
-    timer.home = &sleeping_;
-    publish_state();
-}
-
-void task_queue::publish_state()
-{
-    const clock::time_point due = sleeping_.empty() ? never : sleeping_.front().due;
-    any_waiting_.store(!posted_.empty() || !due_.empty(), std::memory_order_relaxed);
-    next_due_.store(due.time_since_epoch().count(), std::memory_order_relaxed);
-}
-
-void task_queue::stop_locked() noexcept
-{
-    stopped_ = true;
-    by_id_.clear();
-    dropped_.splice(dropped_.end(), due_);
-    dropped_.splice(dropped_.end(), sleeping_);
-    publish_state();
-}
-
-void task_queue::drop_the_rest()
-{
-    drop_batch();
-    intervals rest;
+    batch_.clear();
+    interval_map intervals;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         batch_.swap(posted_);
-        rest.swap(dropped_);
+        intervals.swap(intervals_);
     }
-    drop_batch();
-}
-
-/// One by one: a closure that is destroyed may ask for the next task.
-void task_queue::drop_batch()
-{
-    while (!batch_.empty()) {
-        const task dropped = std::move(batch_.front());
-        batch_.pop_front();
-    }
+    batch_.clear();
 }
 
 void task_queue::call_completions()

@@ -1,5 +1,5 @@
 /// \file
-/// \brief What a worker thread works off: tasks in the order posted, and interval timers.
+/// \brief The queue of a worker thread: tasks in the order posted, and interval timers.
 #pragma once
 
 #include <atomic>
@@ -12,7 +12,7 @@
 #include <map>
 #include <mutex>
 
-/// A queue that many threads post to and one worker thread works off.
+/// A queue that many threads post to and one worker thread runs.
 ///
 /// No lock is held while a task, a tick, a completion or the destructor of a closure runs.
 class task_queue
@@ -21,90 +21,70 @@ public:
     using task = std::function<void()>;
     using tick = std::function<bool()>;
 
-    /// Any thread: appends `work`; drops it when the queue has been stopped.
-    void post(task work);
+    /// Any thread: appends `work`, or discards it if the queue has been stopped.
+    void post(task&& work);
 
-    /// Any thread: calls `beat` once every `period` milliseconds until it returns false. Returns an id
-    /// that is never 0 and never used again.
-    unsigned long start_interval(tick beat, unsigned long period);
+    /// Any thread: calls `callback` once every `period` milliseconds until it returns false. Returns an id
+    /// that is never 0 and never reused.
+    unsigned long start_interval(tick&& callback, unsigned long period);
 
-    /// Any thread: the interval's tick is not called again once what the worker has begun is over. Ignores
-    /// an id that has ended.
+    /// Any thread, never waits: ends an interval, whose callback does not start again. A tick that is
+    /// running, or just being started, finishes. Ignores an id whose interval has ended.
     void end_interval(unsigned long id);
 
-    /// Worker's thread, nested to any depth: runs at most one waiting task or due tick; returns whether
-    /// one ran.
+    /// Worker's thread, nested to any depth: runs at most one waiting task or due tick. Returns whether
+    /// it took one.
     bool run_one();
 
-    /// Any thread: lets the worker finish what runs, drop the rest and end.
+    /// Any thread: the worker finishes its current task, discards the rest and ends.
     void stop() noexcept;
 
-    /// Any thread: stops, and has `completion` called by the worker when it has dropped the rest.
-    /// Returns false, and leaves `completion` to the caller, when the worker has ended already.
+    /// Any thread: stops. The worker calls `completion` after it has discarded the rest. Returns false, and
+    /// leaves `completion` to the caller, if the worker has already ended.
     bool stop(task& completion);
 
-    /// Worker's thread: works until the queue has been stopped, then drops the rest and calls the
+    /// Worker's thread: runs tasks until the queue is stopped, then discards the rest and calls the
     /// completions.
     void work();
 
 private:
     using clock = std::chrono::steady_clock;
 
-    struct interval;
-    using intervals = std::list<interval>;
-
     struct interval {
-        tick beat;
-        unsigned long id = 0;
+        tick callback; ///< Empty while its tick runs.
         clock::duration period{};
         clock::time_point due;
-        std::size_t behind = 0; ///< How many tasks had been posted when the tick was queued.
-        intervals* home =
-            nullptr; ///< The list that holds the interval: sleeping_, due_, or none while the tick runs.
+        bool queued = false; ///< Its tick is in the queue or runs.
     };
+    using interval_map = std::map<unsigned long, interval>;
 
-    /// What runs next: a task, or the tick of the one interval in the list.
-    struct job {
-        task work;
-        intervals timer;
-    };
-
-    bool take_job(job& next);
-    bool wait_for_job(job& next);
-    bool take_from_batch(task& next);
-    bool take_waiting(job& next);
+    bool wait_for_batch();
+    void sleep(std::unique_lock<std::mutex>& lock);
+    bool refill_batch();
     void queue_due_ticks();
-    void run(job& current);
-    void run_tick(intervals& current);
-    void go_to_sleep(intervals& current, clock::time_point start);
-    void publish_state();
-    void stop_locked() noexcept;
-    void drop_the_rest();
-    void drop_batch();
+    interval_map::iterator earliest_interval();
+    void update_next_due();
+    void run_first_of_batch();
+    void run_tick(unsigned long id);
+    void discard_pending();
     void call_completions();
 
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::deque<task> posted_; ///< What waits behind the batch.
-    std::size_t posted_count_ = 0;
-    intervals due_; ///< Ticks that wait, each behind the tasks that were posted before it was due.
-    intervals sleeping_; ///< By due time, earliest first.
-    intervals dropped_;  ///< What a stop has left for the worker to destroy.
-    std::map<unsigned long, intervals::iterator> by_id_;
+    std::deque<task> posted_; ///< Tasks and due ticks, in the order in which they run.
+    interval_map intervals_;
     unsigned long last_id_ = 0;
     std::list<task> completions_;
-    std::atomic<bool> stopped_{false}; ///< Set under the mutex.
     bool ended_ = false;
     bool asleep_ = false;
 
-    // The worker's own: it takes all that is posted at once, and works it off without the mutex.
-    std::deque<task> batch_;
-    std::size_t taken_count_ = 0;
-    std::size_t free_to_take_ = 0; ///< How many of the batch come before the next tick.
-    std::size_t jobs_since_sleep_ = 0;
+    // Written under the mutex. The worker also reads them without it: run_one is called between every two
+    // blocks of sound, and takes the mutex only if there is something to run.
+    std::atomic<bool> stopped_{false};
+    std::atomic<bool> has_posted_{false};
+    std::atomic<clock::time_point> next_due_{clock::time_point::max()};
 
-    // Copies for run_one, which is called between every two blocks of sound: it takes the mutex only
-    // when there is something to run.
-    std::atomic<bool> any_waiting_{false};
-    std::atomic<clock::rep> next_due_{clock::time_point::max().time_since_epoch().count()};
+    // The worker's own: it takes all that is posted at once, and runs it without the mutex.
+    std::deque<task> batch_;
+    std::size_t runs_since_sleep_ = 0;
 };
