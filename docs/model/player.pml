@@ -17,7 +17,7 @@
 #define TASKS (CALLS + 2) /* a tick, too; one place stays free */
 
 mtype:job = { play, pause, stop, set_audio_track, start_fade, tick, last_stop };
-mtype:event = { callback, take_down, release_player };
+mtype:event = { callback, finish_destroy, release_player };
 mtype:qz_audio_status = { none, opened, loaded, playing, paused, stopped };
 
 /* The thread service and the system service. The flag of a job is that of the stop which is watched. */
@@ -45,7 +45,7 @@ byte play_generation;
 /* Its record. */
 mtype:qz_audio_status status = none;
 bool mh;         /* decoder and output are there */
-bool taken_down; /* the record is the system service's now */
+bool destroy_finished; /* the record is the system service's now */
 
 /* One of all stops, whichever, is watched. */
 bool watched;
@@ -177,8 +177,8 @@ end_idle:
             :: !called_back -> called_back = true; call_any()
             :: true
             fi
-        :: work == take_down ->
-            atomic { assert(!gone && !taken_down); taken_down = true; status = none; mh = false };
+        :: work == finish_destroy ->
+            atomic { assert(!gone && !destroy_finished); destroy_finished = true; status = none; mh = false };
             atomic { take_handle(); service_stopped = true } /* the completion's */
         :: work == release_player ->
             drop(HOLD) /* the registry's */
@@ -191,7 +191,7 @@ end_idle:
 
 /* Comes before every look at the record. A body is one step: a release that could fall into it could also
    fall right before it. */
-inline use_record() { assert(!gone && !taken_down && mh == (status != none)) }
+inline use_record() { assert(!gone && !destroy_finished && mh == (status != none)) }
 
 inline do_set_audio_track()
 {
@@ -243,7 +243,7 @@ inline do_start_fade()
     fi
 }
 
-inline hand_over(mark)
+inline post_completion(mark)
 {
     atomic {
         ran = ran || mark;
@@ -297,10 +297,10 @@ run_job:
 #ifndef BROKEN_NO_CLOSED
         closed = true;
 #endif
-        system_service_exec(take_down, false)
+        system_service_exec(finish_destroy, false)
     :: work == stop ->
         do_stop_unless_closed();
-        hand_over(mark)
+        post_completion(mark)
     :: work == play && !closed -> goto do_play
     :: work == pause && !closed -> atomic { do_pause() }
     :: work == set_audio_track && !closed -> atomic { do_set_audio_track() }
@@ -355,14 +355,14 @@ do_play:
     use_record();
     if
     :: status = playing; goto run_one_only
-    :: goto wind_up
+    :: goto finish
     fi;
 
 read_block:
     use_record();
     if
     :: goto run_one_only
-    :: goto wind_up
+    :: goto finish
     fi;
 
 run_one_only:
@@ -396,10 +396,10 @@ decide:
     fi;
     if
     :: status == playing || status == paused || status == stopped -> goto read_block
-    :: goto wind_up
+    :: goto finish
     fi;
 
-wind_up:
+finish:
     atomic {
         use_record();
         if

@@ -9,6 +9,6 @@
 /// commas.
 #define QZ_AUDIO_CHECK(message, ...) QZ_AUDIO_CHECK_AS(message, #__VA_ARGS__, (__VA_ARGS__))
 
-/// The same with the text of the expression given: `condition` may do more than the text tells.
+/// The same with the text of the expression given: `condition` may be another one than the text shows.
 #define QZ_AUDIO_CHECK_AS(message, expression, condition)                                          \
     qz_assertion_faild(condition, expression, message, __FILE__, __LINE__)

@@ -1,7 +1,7 @@
 /// \file
 /// \brief The engine bodies. All run on the player's thread, one at a time, nested in one another at most.
 ///
-/// Each returns 0 for success or a code, which the tasks discard: what went wrong is told by reports.
+/// Each returns 0 for success or a code, which the tasks discard: failures reach the application as reports.
 #pragma once
 
 #include "qz_audio/qz_audio_record.h"
@@ -15,8 +15,7 @@ int start_output(_audio_data& adata);
 /// Loads the current track into the decoder, opening the player first if need be.
 int do_set_audio_track(_qz_audio* player);
 
-/// Opens the current track anew in the decoder, which has failed on it. Returns 0 or the decoder's code;
-/// reports nothing.
+/// Opens the current track in the decoder again. Returns 0 or the decoder's code; reports nothing.
 int restart_decoder(_qz_audio* player);
 
 /// Plays to the track's end, or until a task that it serves between two blocks ends it.

@@ -26,8 +26,8 @@ public:
 
 constexpr const char* default_bin_path = "./bin/";
 
-// What threads may still ask for while the process ends: nothing here is ever destroyed, but for the path
-// where no player was made.
+// Threads may still use these while the process ends. So nothing here is ever destroyed, except the path if
+// no player was created.
 std::string* bin_path = nullptr;
 std::mutex bin_path_mutex;
 std::atomic<bool> player_was_made{false};
@@ -39,8 +39,8 @@ public:
     bin_path_owner() { bin_path = new std::string(default_bin_path); }
     ~bin_path_owner()
     {
-        std::unique_ptr<std::string> ended; // let go after the lock
-        // Whoever holds it keeps the path; in a child of a fork that may be a thread that is no more.
+        std::unique_ptr<std::string> ended; // destroyed after the lock is released
+        // Another thread may hold the mutex. In the child of a fork that thread no longer exists.
         const std::unique_lock<std::mutex> lock(bin_path_mutex, std::try_to_lock);
         if (lock && !player_was_made) {
             ended.reset(std::exchange(bin_path, nullptr));

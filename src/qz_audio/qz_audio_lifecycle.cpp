@@ -2,12 +2,12 @@
 #include "qz_audio/qz_audio_check.h"
 #include "qz_audio/qz_audio_diagnostics.h"
 #include "qz_audio/qz_audio_engine.h"
-#include "qz_audio/qz_audio_insist.h"
 #include "qz_audio/qz_audio_library.h"
 #include "qz_audio/qz_audio_notifications.h"
 #include "qz_audio/qz_audio_property.h"
 #include "qz_audio/qz_audio_property_guard.h"
 #include "qz_audio/qz_audio_record.h"
+#include "qz_audio/qz_audio_retry.h"
 #include "qz_audio/qz_audio_task.h"
 
 #include <cstdlib>
@@ -22,7 +22,7 @@ namespace
 
 constexpr const char* tag = "[qz_audio]";
 
-/// Takes back what a player's constructor has told the registry, unless it succeeds.
+/// Reverts what a player's constructor has registered, unless the constructor succeeds.
 class registry_rollback
 {
 public:
@@ -62,7 +62,7 @@ private:
     bool kept_ = false;
 };
 
-/// Returns whether the player is to be taken down now: not when this has been asked before.
+/// Returns whether to destroy the player now: false if this was requested before.
 bool mark_destroyed(_qz_audio& player, const std::string& file, int line)
 {
     const std::lock_guard<std::mutex> lock(player.property_mutex);
@@ -91,7 +91,7 @@ bool mark_destroyed(_qz_audio& player, const std::string& file, int line)
     return true;
 }
 
-/// Clears the callbacks. What they captured is let go after the lock.
+/// Clears the callbacks. What they captured is destroyed after the lock is released.
 void clear_callbacks(_qz_audio& player)
 {
     using status_callback = std::function<void(qz_audio_ptr, qz_audio_status)>;
@@ -116,7 +116,7 @@ void clear_callbacks(_qz_audio& player)
         qz_property_exchange(list, "on_volume_change", on_volume_change));
 }
 
-/// Last step, system service: the registry lets the player go.
+/// Last step, system service: the registry releases the player.
 void release_player(const qz_audio_ptr& self)
 {
     if (self->is_reffed()) {
@@ -124,11 +124,12 @@ void release_player(const qz_audio_ptr& self)
     }
 }
 
-/// Once the player's thread has stopped: the rest is the system service's.
+/// Once the player's thread has stopped: posts the last step to the system service.
 void post_release_player(_qz_audio* player)
 {
     const qz_audio_ptr self = handle_of(player);
-    insist([&] { qz_system_service_exec([self] { release_player(self); }, __FILE__, __LINE__); });
+    retry_on_bad_alloc(
+        [&] { qz_system_service_exec([self] { release_player(self); }, __FILE__, __LINE__); });
 }
 
 void stop_thread(_qz_audio* player, const qz_audio_ptr& ptr)
@@ -138,9 +139,9 @@ void stop_thread(_qz_audio* player, const qz_audio_ptr& ptr)
         [ptr, player](boost::shared_ptr<_qz_thread_service>) { post_release_player(player); });
 }
 
-/// System service, once playback has stopped: releases decoder and output, says so, forgets the
-/// callbacks and stops the player's thread. Insists where memory is short: nobody can ask for it again.
-void take_down(_qz_audio* player, const qz_audio_ptr& ptr)
+/// System service, once playback has stopped: releases decoder and output, reports the status, clears the
+/// callbacks and stops the player's thread. Retries when out of memory: the caller could not.
+void finish_destroy(_qz_audio* player, const qz_audio_ptr& ptr)
 {
     _audio_data* const adata = get_audio_data(player);
     const qz_audio_status before = std::exchange(adata->status, qz_audio_status_none);
@@ -150,34 +151,34 @@ void take_down(_qz_audio* player, const qz_audio_ptr& ptr)
             change_status(handle_of(player), qz_audio_status_none);
         }
     };
-    do_then(report, [&] {
-        insist([&] { clear_callbacks(*player); });
-        insist([&] { stop_thread(player, ptr); });
+    run_finally(report, [&] {
+        retry_on_bad_alloc([&] { clear_callbacks(*player); });
+        retry_on_bad_alloc([&] { stop_thread(player, ptr); });
     });
 }
 
-/// Player's thread: closes the player for this thread and hands the rest to the system service.
+/// Player's thread: closes the player for this thread. The system service does the rest.
 void close(_qz_audio* player, const std::function<void(qz_audio_ptr)>& completion)
 {
     player->closed = true;
-    hand_over(player, completion);
+    post_completion(player, completion);
 }
 
 void post_last_stop(_qz_audio* player)
 {
     qz_audio_ptr self = handle_of(player);
     std::function<void(qz_audio_ptr)> completion = [self, player](qz_audio_ptr ptr) {
-        take_down(player, ptr);
+        finish_destroy(player, ptr);
     };
     qz_thread_service_exec(
         player->thread_service,
         [self = std::move(self), completion = std::move(completion), player] {
-            do_then([&] { unless_closed(player, do_stop); }, [&] { close(player, completion); });
+            run_finally([&] { run_if_open(player, do_stop); }, [&] { close(player, completion); });
         },
         __FILE__, __LINE__);
 }
 
-/// Lets a destroy that ran out of memory be asked again. Needs none itself.
+/// Makes a destroy that ran out of memory repeatable. Allocates nothing.
 void unmark_destroyed(_qz_audio& player)
 {
     const std::lock_guard<std::mutex> lock(player.property_mutex);
@@ -189,7 +190,7 @@ void unmark_destroyed(_qz_audio& player)
     }
 }
 
-/// Frees the record and what it still has; does nothing when that is done.
+/// Frees the record and what it still has. Does nothing the second time.
 void release_record(std::unique_ptr<_audio_data>& adata)
 {
     if (adata == nullptr) {
@@ -232,7 +233,7 @@ _qz_audio::_qz_audio() : thread_service(qz_thread_service_new("audio"))
     QZ_AUDIO_CHECK("on_error", qz_property_init<std::function<void(qz_audio_ptr,int)>>(property_list,"on_error",nullptr));
     QZ_AUDIO_CHECK("on_volume_change", qz_property_init<std::function<void(qz_audio_ptr,int)>>(property_list,"on_volume_change",nullptr));
     QZ_AUDIO_CHECK("on_status_changed", qz_property_init<std::function<void(qz_audio_ptr,qz_audio_status)>>(property_list,"on_status_changed",nullptr));
-    static_cast<void>(record.release()); // the property's now
+    static_cast<void>(record.release()); // owned by the property now
     registry.keep();
 }
 
@@ -240,7 +241,7 @@ _qz_audio::~_qz_audio()
 {
     std::unique_ptr<_audio_data> adata(get_audio_data(this));
     const bool is_stored = adata != nullptr;
-    insist([&] {
+    retry_on_bad_alloc([&] {
         const qz_property_guard lock(*this, __FILE__, __LINE__);
         release_record(adata);
         if (is_stored) {

@@ -1,20 +1,19 @@
 #include "qz_audio/qz_audio_notifications.h"
 
 #include "qz_audio/qz_audio_check.h"
-#include "qz_audio/qz_audio_insist.h"
 #include "qz_audio/qz_audio_property.h"
 #include "qz_audio/qz_audio_record.h"
+#include "qz_audio/qz_audio_retry.h"
 
 #include <mutex>
 
-// In each function the local copy of the callback outlives the lock, so that it is never the lock's
-// holder that lets go what the callback captured. Each insists where memory is short: a status, an error
-// or a volume that is not told would never be told.
+// In each function the local copy of the callback outlives the lock, so that what the callback captured is
+// never destroyed with the lock held. Each retries when out of memory: a lost report would never be repeated.
 
 namespace
 {
 
-/// Returns what the libraries say of the record's handles, or null.
+/// Returns the libraries' text for the last error of the record's handles, or null.
 const char* error_text(_audio_data& adata)
 {
     const char* const text = mpg123_strerror(adata.mh);
@@ -28,7 +27,7 @@ bool change_status(qz_audio_ptr ptr, qz_audio_status new_status)
     if (!ptr) {
         return false;
     }
-    insist([&] {
+    retry_on_bad_alloc([&] {
         std::function<void(qz_audio_ptr, qz_audio_status)> on_status_change_cb;
         const std::lock_guard<std::mutex> lock(ptr->property_mutex);
         QZ_AUDIO_CHECK("on_status_changed", qz_property_get_extract<std::function<void(qz_audio_ptr,qz_audio_status)>> (ptr->property_list,"on_status_changed",&on_status_change_cb));
@@ -48,7 +47,7 @@ bool call_on_error(qz_audio_ptr ptr, int code)
         return false;
     }
     _audio_data* const adata = get_audio_data(ptr.get());
-    insist([&] {
+    retry_on_bad_alloc([&] {
         std::function<void(qz_audio_ptr, int)> on_error;
         const std::lock_guard<std::mutex> lock(ptr->property_mutex);
         const char* const text = adata != nullptr ? error_text(*adata) : nullptr;
@@ -70,7 +69,7 @@ bool call_on_volume_change(qz_audio_ptr ptr, int new_volume)
     if (!ptr) {
         return false;
     }
-    insist([&] {
+    retry_on_bad_alloc([&] {
         std::function<void(qz_audio_ptr, int)> on_volume_change;
         const std::lock_guard<std::mutex> lock(ptr->property_mutex);
         QZ_AUDIO_CHECK("on_volume_change", qz_property_get_extract<std::function<void(qz_audio_ptr,int)>> (ptr->property_list,"on_volume_change",&on_volume_change));

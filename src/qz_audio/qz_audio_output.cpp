@@ -13,7 +13,7 @@ namespace
 constexpr int no_output = 7;
 
 /// Reports the record's error after releasing the handles, and returns it.
-int give_up(_qz_audio* player, _audio_data& adata, int error)
+int fail_open(_qz_audio* player, _audio_data& adata, int error)
 {
     adata.error = error;
     release_handles(adata.mh, adata.ao);
@@ -44,14 +44,14 @@ int open_handles(_qz_audio* player, _audio_data* adata)
     QZ_AUDIO_CHECK("adata->ao must be nulll", adata->ao == nullptr);
     adata->ao = out123_new();
     if (adata->ao == nullptr) {
-        return give_up(player, *adata, no_output);
+        return fail_open(player, *adata, no_output);
     }
     const std::string path = qz_audio_get_bin_path();
     if (!path.empty()) {
         out123_param(adata->ao, OUT123_BINDIR, 0, 0.0, path.c_str());
     }
     if (open_device(*adata) != 0) {
-        return give_up(player, *adata, out123_errcode(adata->ao));
+        return fail_open(player, *adata, out123_errcode(adata->ao));
     }
 
     adata->status = qz_audio_status_opened;

@@ -20,22 +20,22 @@ struct outcome {
 
 /// One entry into the play task. A task that its loop serves between two blocks may be another entry:
 /// then this one leaves.
-class play_entry
+class play_loop
 {
 public:
-    explicit play_entry(_qz_audio* player)
-        : player_(player), adata_(get_audio_data(player)), mine_(++player->play_generation)
+    explicit play_loop(_qz_audio* player)
+        : player_(player), adata_(get_audio_data(player)), generation_(++player->play_generation)
     {
         adata_->in_play = true;
     }
-    ~play_entry() { adata_->in_play = false; }
-    play_entry(const play_entry&) = delete;
-    play_entry& operator=(const play_entry&) = delete;
+    ~play_loop() { adata_->in_play = false; }
+    play_loop(const play_loop&) = delete;
+    play_loop& operator=(const play_loop&) = delete;
 
     outcome play();
 
 private:
-    enum class next { read, wind_up, leave };
+    enum class next { read, finish, leave };
 
     outcome run();
     int open_and_load();
@@ -50,17 +50,17 @@ private:
     bool serve_tasks();
     next decide();
     next rewind();
-    outcome wind_up();
+    outcome finish();
 
     [[nodiscard]] bool has_status(qz_audio_status status) const { return adata_->status == status; }
-    [[nodiscard]] bool is_superseded() const { return player_->play_generation != mine_; }
+    [[nodiscard]] bool is_superseded() const { return player_->play_generation != generation_; }
 
     _qz_audio* const player_;
     _audio_data* const adata_;
-    const unsigned long mine_;
+    const unsigned long generation_;
 };
 
-outcome play_entry::play()
+outcome play_loop::play()
 {
     try {
         return run();
@@ -73,7 +73,7 @@ outcome play_entry::play()
     }
 }
 
-outcome play_entry::run()
+outcome play_loop::run()
 {
     if (const int error = open_and_load(); error != 0) {
         return {error, false};
@@ -87,10 +87,10 @@ outcome play_entry::run()
     prepare_block();
     apply_volume();
     // Leaving keeps the block: the next entry frees it, or the destructor.
-    return decode() == next::wind_up ? wind_up() : outcome{0, false};
+    return decode() == next::finish ? finish() : outcome{0, false};
 }
 
-int play_entry::open_and_load()
+int play_loop::open_and_load()
 {
     if (!has_status(qz_audio_status_none)) {
         return 0;
@@ -101,7 +101,7 @@ int play_entry::open_and_load()
     return has_status(qz_audio_status_opened) ? do_set_audio_track(player_) : 0;
 }
 
-int play_entry::restart_output()
+int play_loop::restart_output()
 {
     if (!has_status(qz_audio_status_loaded) && !has_status(qz_audio_status_stopped)) {
         return 0;
@@ -124,13 +124,13 @@ int play_entry::restart_output()
 }
 
 /// libmpg123 1.31 may write beyond its own memory when it has failed, is rewound and decodes on.
-int play_entry::restart_rewound_decoder()
+int play_loop::restart_rewound_decoder()
 {
     return adata_->rewound_after_failure ? restart_decoder(player_) : 0;
 }
 
 /// Releases the handles also where the reports fail: without them nothing is open.
-void play_entry::report_and_release()
+void play_loop::report_and_release()
 {
     try {
         change_status(handle_of(player_), qz_audio_status_none);
@@ -142,14 +142,14 @@ void play_entry::report_and_release()
     release_handles(adata_->mh, adata_->ao);
 }
 
-void play_entry::prepare_block()
+void play_loop::prepare_block()
 {
     std::free(std::exchange(adata_->buffer, nullptr));
     adata_->buffer_size = mpg123_outblock(adata_->mh);
     adata_->buffer = static_cast<unsigned char*>(std::malloc(adata_->buffer_size));
 }
 
-void play_entry::apply_volume()
+void play_loop::apply_volume()
 {
     if (adata_->volume != 0) {
         adata_->error = mpg123_volume(adata_->mh, adata_->volume / 100.0);
@@ -163,7 +163,7 @@ void play_entry::apply_volume()
     }
 }
 
-play_entry::next play_entry::decode()
+play_loop::next play_loop::decode()
 {
     bool first = true;
     for (;;) {
@@ -171,7 +171,7 @@ play_entry::next play_entry::decode()
         if (result != MPG123_OK && result != MPG123_DONE && result != MPG123_NEED_MORE) {
             adata_->decoder_failed = true;
             call_on_error(handle_of(player_), result);
-            return is_superseded() ? next::leave : next::wind_up;
+            return is_superseded() ? next::leave : next::finish;
         }
         if (std::exchange(first, false)) {
             announce_playing();
@@ -185,7 +185,7 @@ play_entry::next play_entry::decode()
     }
 }
 
-int play_entry::read_block()
+int play_loop::read_block()
 {
     const int result = mpg123_read(adata_->mh, adata_->buffer, adata_->buffer_size, &adata_->done);
     adata_->error = result;
@@ -193,14 +193,14 @@ int play_entry::read_block()
     return result;
 }
 
-void play_entry::announce_playing()
+void play_loop::announce_playing()
 {
     adata_->status = qz_audio_status_playing;
     change_status(handle_of(player_), qz_audio_status_playing);
 }
 
 /// Runs what waits for the player's thread. Returns whether this entry goes on.
-bool play_entry::serve_tasks()
+bool play_loop::serve_tasks()
 {
     int ran = 0;
     do {
@@ -212,35 +212,35 @@ bool play_entry::serve_tasks()
     return !is_superseded();
 }
 
-play_entry::next play_entry::decide()
+play_loop::next play_loop::decide()
 {
     if (adata_->done != 0 && adata_->error == 0) {
-        return has_status(qz_audio_status_playing) ? next::read : next::wind_up;
+        return has_status(qz_audio_status_playing) ? next::read : next::finish;
     }
     if (adata_->error != MPG123_DONE || !adata_->repeat) {
-        return next::wind_up;
+        return next::finish;
     }
     if (has_status(qz_audio_status_playing)) {
         return rewind();
     }
     const bool waits = has_status(qz_audio_status_paused) || has_status(qz_audio_status_stopped);
-    return waits ? next::read : next::wind_up;
+    return waits ? next::read : next::finish;
 }
 
-play_entry::next play_entry::rewind()
+play_loop::next play_loop::rewind()
 {
     adata_->error = static_cast<int>(mpg123_seek(adata_->mh, 0, SEEK_SET));
     if (is_superseded()) {
         return next::leave;
     }
     if (adata_->error != 0) {
-        return next::wind_up;
+        return next::finish;
     }
     adata_->rewound_after_failure = adata_->decoder_failed;
-    return restart_rewound_decoder() == 0 ? next::read : next::wind_up;
+    return restart_rewound_decoder() == 0 ? next::read : next::finish;
 }
 
-outcome play_entry::wind_up()
+outcome play_loop::finish()
 {
     std::free(std::exchange(adata_->buffer, nullptr));
     if (adata_->error != 0 && adata_->error != MPG123_DONE) {
@@ -265,7 +265,7 @@ void drop_and_rewind(_audio_data& adata)
 
 int do_play(_qz_audio* player)
 {
-    const outcome ended = play_entry(player).play();
+    const outcome ended = play_loop(player).play();
     return ended.stop ? do_stop(player) : ended.code;
 }
 

@@ -27,7 +27,7 @@ bool qz_property_init(property_list& list, std::string key, T value)
 
 /// Exchanges the value of the property `key` and `value`; returns false, and changes nothing, when there
 /// is no property of that name and type. A caller that holds the lock makes `value` before it, and lets it
-/// outlive it, where copies and destructors are foreign code.
+/// outlive it, where copies and destructors are user code.
 inline bool qz_property_exchange(property_list& list, const std::string& key, boost::any& value)
 {
     const auto property = list.find(key);

@@ -41,8 +41,8 @@ public:
     bool pinned = false; ///< This decoder's output format was narrowed to that of an earlier track.
 };
 
-/// Returns the player's record, or null when it is gone. Takes `property_mutex` for the read, and insists
-/// where memory is short.
+/// Returns the player's record, or null when it is gone. Takes `property_mutex` for the read, and retries
+/// when out of memory.
 _audio_data* get_audio_data(_qz_audio* ptr);
 
 /// Deletes the output, closes and deletes the decoder, and sets both to null. Null handles are fine.

@@ -1,8 +1,8 @@
 #include "qz_audio/qz_audio_check.h"
 #include "qz_audio/qz_audio_engine.h"
-#include "qz_audio/qz_audio_insist.h"
 #include "qz_audio/qz_audio_property.h"
 #include "qz_audio/qz_audio_property_guard.h"
+#include "qz_audio/qz_audio_retry.h"
 #include "qz_audio/qz_audio_task.h"
 
 #include <mutex>
@@ -29,7 +29,7 @@ void _qz_audio::open()
 void _qz_audio::set_audio_track(std::string file_path)
 {
     auto load = [file_path = std::move(file_path)](_qz_audio* player) {
-        insist([&] { store_track(*player, file_path); });
+        retry_on_bad_alloc([&] { store_track(*player, file_path); });
         do_set_audio_track(player);
     };
     post(this, std::move(load), __FILE__, __LINE__);
@@ -51,7 +51,7 @@ void _qz_audio::stop(std::function<void(qz_audio_ptr)> cb)
     qz_thread_service_exec(
         thread_service,
         [self = std::move(self), cb = std::move(cb), this] {
-            do_then([&] { unless_closed(this, do_stop); }, [&] { hand_over(this, cb); });
+            run_finally([&] { run_if_open(this, do_stop); }, [&] { post_completion(this, cb); });
         },
         __FILE__, __LINE__);
 }
@@ -61,7 +61,7 @@ bool _qz_audio::set_repeat(bool b)
     post(
         this, [b](_qz_audio* player) { get_audio_data(player)->repeat = b; }, __FILE__, __LINE__);
     // The request is posted: what tells of it must not be missing.
-    insist([&] {
+    retry_on_bad_alloc([&] {
         const std::lock_guard<std::mutex> lock(property_mutex);
         QZ_AUDIO_CHECK("repeat", qz_property_set<bool>(property_list,"repeat",b));
     });

@@ -26,7 +26,7 @@ std::string _qz_audio::get_current_track()
 
 bool _qz_audio::on_status_change(std::function<void(qz_audio_ptr, qz_audio_status)> cb)
 {
-    // Made before the lock, and what it replaces let go after it: what functions capture is foreign.
+    // Made before the lock, and what it replaces is destroyed after it: captured objects are user code.
     boost::any function(std::move(cb));
     const std::lock_guard<std::mutex> lock(property_mutex);
     QZ_AUDIO_CHECK_AS(

@@ -11,11 +11,10 @@
 /// owns the player.
 qz_audio_ptr handle_of(_qz_audio* player);
 
-/// Player's thread: runs `body` with the player, unless destruction has closed the player for its
-/// thread. This is the one place that keeps later tasks and ticks from a record whose handles are being
-/// released.
+/// Player's thread: runs `body` with the player, unless destruction has closed the player for its thread.
+/// Every task and tick goes through here, so none touches a record whose handles are being released.
 template <typename Body>
-void unless_closed(_qz_audio* player, const Body& body)
+void run_if_open(_qz_audio* player, const Body& body)
 {
     if (!player->closed) {
         body(player);
@@ -30,13 +29,13 @@ void post(_qz_audio* player, Body body, std::string file, int line)
     qz_audio_ptr self = handle_of(player);
     qz_thread_service_exec(
         player->thread_service,
-        [self = std::move(self), body = std::move(body), player] { unless_closed(player, body); },
+        [self = std::move(self), body = std::move(body), player] { run_if_open(player, body); },
         std::move(file), line);
 }
 
-/// Does `work` and then `after`, also when an exception leaves `work`.
+/// Runs `work` and then `after`, also if `work` throws.
 template <typename Work, typename After>
-void do_then(const Work& work, const After& after)
+void run_finally(const Work& work, const After& after)
 {
     try {
         work();
@@ -47,6 +46,6 @@ void do_then(const Work& work, const After& after)
     after();
 }
 
-/// Player's thread: has `cb`, if not empty, called once on the system service with a handle. Insists where
-/// memory is short.
-void hand_over(_qz_audio* player, const std::function<void(qz_audio_ptr)>& cb);
+/// Player's thread: posts one call of `cb`, if not empty, with a handle, to the system service. Retries when
+/// out of memory.
+void post_completion(_qz_audio* player, const std::function<void(qz_audio_ptr)>& cb);

@@ -1,6 +1,6 @@
 #include "qz_audio/qz_audio_engine.h"
-#include "qz_audio/qz_audio_insist.h"
 #include "qz_audio/qz_audio_notifications.h"
+#include "qz_audio/qz_audio_retry.h"
 #include "qz_audio/qz_audio_task.h"
 
 #include <string>
@@ -11,7 +11,7 @@ namespace
 constexpr long mpeg_rates[] = {8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000};
 
 /// Lets the decoder give the next track in its own format, after an earlier one has pinned it.
-void lift_pin(_audio_data& adata)
+void allow_all_formats(_audio_data& adata)
 {
     for (const long rate : mpeg_rates) {
         mpg123_format(adata.mh, rate, MPG123_MONO | MPG123_STEREO, MPG123_ENC_ANY);
@@ -30,17 +30,17 @@ void pin_format(_audio_data& adata)
 int open_file(_qz_audio* player, _audio_data& adata)
 {
     std::string path;
-    insist([&] { path = player->get_current_track(); });
+    retry_on_bad_alloc([&] { path = player->get_current_track(); });
     adata.decoder_failed = false;
     adata.rewound_after_failure = false;
     return mpg123_open(adata.mh, path.c_str());
 }
 
 /// Finds out the track's format and holds the decoder to it. Returns libmpg123's result.
-int settle_format(_audio_data& adata)
+int negotiate_format(_audio_data& adata)
 {
     if (adata.pinned) {
-        lift_pin(adata);
+        allow_all_formats(adata);
     }
     const int result = mpg123_getformat(adata.mh, &adata.rate, &adata.channels, &adata.encoding);
     if (result == 0) {
@@ -50,7 +50,7 @@ int settle_format(_audio_data& adata)
 }
 
 /// The file cannot be opened: the handles are kept. A running play loop reports the error itself.
-int refuse_file(_qz_audio* player, _audio_data& adata)
+int fail_open_file(_qz_audio* player, _audio_data& adata)
 {
     adata.error = mpg123_errcode(adata.mh);
     if (adata.status == qz_audio_status_playing) {
@@ -63,7 +63,7 @@ int refuse_file(_qz_audio* player, _audio_data& adata)
 }
 
 /// The track or the output fails: back to nothing open, with the record's error reported.
-void fall_back_to_none(_qz_audio* player, _audio_data& adata)
+void fail_load(_qz_audio* player, _audio_data& adata)
 {
     release_handles(adata.mh, adata.ao);
     adata.status = qz_audio_status_none;
@@ -83,17 +83,17 @@ int do_set_audio_track(_qz_audio* player)
         }
     }
     if (open_file(player, *adata) != 0) {
-        return refuse_file(player, *adata);
+        return fail_open_file(player, *adata);
     }
-    if (settle_format(*adata) != 0) {
+    if (negotiate_format(*adata) != 0) {
         adata->error = mpg123_errcode(adata->mh);
-        fall_back_to_none(player, *adata);
+        fail_load(player, *adata);
         return adata->error;
     }
     if (start_output(*adata) != 0) {
         // The output's code goes to the caller only; what is reported is the error from before.
         const int code = out123_errcode(adata->ao);
-        fall_back_to_none(player, *adata);
+        fail_load(player, *adata);
         return code;
     }
     out123_pause(adata->ao);
@@ -105,7 +105,7 @@ int do_set_audio_track(_qz_audio* player)
 int restart_decoder(_qz_audio* player)
 {
     _audio_data* const adata = get_audio_data(player);
-    if (open_file(player, *adata) == 0 && settle_format(*adata) == 0) {
+    if (open_file(player, *adata) == 0 && negotiate_format(*adata) == 0) {
         return 0;
     }
     adata->rewound_after_failure = true; // for the next play to try again

@@ -1,9 +1,9 @@
 #include "qz_audio/qz_audio_check.h"
-#include "qz_audio/qz_audio_insist.h"
 #include "qz_audio/qz_audio_notifications.h"
 #include "qz_audio/qz_audio_property.h"
 #include "qz_audio/qz_audio_property_guard.h"
 #include "qz_audio/qz_audio_record.h"
+#include "qz_audio/qz_audio_retry.h"
 #include "qz_audio/qz_audio_task.h"
 
 #include <algorithm>
@@ -80,7 +80,7 @@ bool fade(_qz_audio* player, direction way, int target, int step)
 {
     _audio_data* const adata = get_audio_data(player);
     bool goes_on = false;
-    insist([&] {
+    retry_on_bad_alloc([&] {
         const qz_property_guard lock(*player, __FILE__, __LINE__);
         goes_on = adata->error == 0 && !has_reached(way, adata->volume, target);
         if (goes_on) {
@@ -119,7 +119,7 @@ void start_fade(_qz_audio* player, direction way, int target)
     qz_audio_ptr self = handle_of(player);
     auto tick = [self = std::move(self), target, step = settings.step, player, way] {
         bool goes_on = false;
-        unless_closed(player, [&](_qz_audio*) { goes_on = fade(player, way, target, step); });
+        run_if_open(player, [&](_qz_audio*) { goes_on = fade(player, way, target, step); });
         return goes_on;
     };
     // Sign-extended: a negative timeout is a period that never comes.

@@ -5,7 +5,7 @@
 #include <string>
 
 /// Writes `text` and a newline in one insertion, so that the lines of several threads never mix, and
-/// flushes. Never throws: a line that cannot be written has nobody left to be told.
+/// flushes. Never throws: a line that cannot be written is lost.
 void print_line(const std::string& text) noexcept;
 
 /// Writes `text` as a line that opens with the error banner.

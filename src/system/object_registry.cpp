@@ -11,7 +11,7 @@ qz_object_registry& qz_object_registry::instance()
 void qz_object_registry::hold(boost::shared_ptr<_qz_object> object)
 {
     _qz_object& held = *object;
-    // Outlives the lock, so that a hold which is not needed is let go without it.
+    // Outlives the lock, so that a hold which is not needed is released without it.
     std::list<_qz_object::registry_state> entry;
     entry.push_back({std::move(object), {}});
 

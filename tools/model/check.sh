@@ -9,10 +9,10 @@ folder=build-model
 
 # Variant, property, and what spin says when it finds the variant out.
 variants="
-NO_CLOSED             safety                 assertion violated.*taken_down.*mh
-LOOP_IGNORES_CLOSED   safety                 assertion violated.*taken_down.*mh
-STATUS_BEFORE_CLOSED  safety                 assertion violated.*taken_down.*mh
-NO_MARK               safety                 assertion violated.*taken_down
+NO_CLOSED             safety                 assertion violated.*destroy_finished.*mh
+LOOP_IGNORES_CLOSED   safety                 assertion violated.*destroy_finished.*mh
+STATUS_BEFORE_CLOSED  safety                 assertion violated.*destroy_finished.*mh
+NO_MARK               safety                 assertion violated.*destroy_finished
 NO_HOLDS              safety                 assertion violated.*gone
 DROPPED_IS_ANSWERED   safety                 assertion violated.*ran.*called
 SILENT_WHEN_CLOSED    stop_is_answered       acceptance cycle
