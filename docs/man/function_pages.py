@@ -13,111 +13,101 @@ from pathlib import Path
 from xml.etree import ElementTree
 from xml.etree.ElementTree import Element
 
-HEADER = "qz_audio/qz_audio.h"
-OVERVIEW = "qz_audio"
+PAGE = """\
+.Dd {day}
+.Dt {title} 3
+.Os
+.Sh NAME
+.Nm {name}
+.Nd {brief}
+.Sh SYNOPSIS
+.In qz_audio/qz_audio.h
+.Ft {type}
+.Fo {name}
+{arguments}.Fc
+.Pp
+Link with
+.Fl lqz_audio .
+.Sh DESCRIPTION
+{description}{parameters}{returned}.Sh THREADS
+{threads}.Sh SEE ALSO
+{others}.Xr qz_audio 7
+"""
+SECTIONS = ("parameterlist", "simplesect")
 
 
-def child(element: Element, name: str) -> Element:
-    found = element.find(name)
-    assert found is not None, f"no {name} in the XML"
+def child(element: Element, path: str) -> Element:
+    found = element.find(path)
+    assert found is not None, f"no {path} in the XML"
     return found
 
 
-def plain(element: Element) -> str:
-    return " ".join("".join(element.itertext()).split())
-
-
-def escaped(text: str) -> str:
-    return text.replace("\\", "\\e").replace('"', "\\(dq")
+def plain(element: Element, path: str = ".") -> str:
+    return " ".join("".join(child(element, path).itertext()).split())
 
 
 def with_fonts(element: Element) -> str:
-    """What stands as code in the comment is bold."""
-    text = escaped(element.text or "")
+    """What is code in the comment is bold. What has a section of its own is left out."""
+    text = (element.text or "").replace('"', "\\(dq")
     for part in element:
-        inner = with_fonts(part)
+        inner = "" if part.tag in SECTIONS else with_fonts(part)
         text += f"\\fB{inner}\\fP" if part.tag == "computeroutput" else inner
-        text += escaped(part.tail or "")
-    return " ".join(text.split())
+        text += (part.tail or "").replace('"', "\\(dq")
+    return text
 
 
-def lines_of(text: str) -> list[str]:
+def filled(text: str) -> str:
     """Each sentence begins a line, and none is long."""
-    own_page = text.replace("\\(dqErrors\\(dq above", f"\\(dqErrors\\(dq in {OVERVIEW}(7)")
-    sentences = re.split(r"(?<=[.!?]) (?=\S)", own_page)
-    return [line for sentence in sentences for line in textwrap.wrap(sentence, 78)]
+    sentences = re.split(r"(?<=[.]) ", " ".join(text.split()))
+    return "".join(f"{textwrap.fill(sentence, 78)}\n" for sentence in sentences)
+
+
+def paragraphs(*elements: Element) -> str:
+    texts = [with_fonts(para) for element in elements for para in element.iterfind("para")]
+    return ".Pp\n".join(filled(text) for text in texts if text.strip())
+
+
+def described(parameters: list[str], comment: Element) -> str:
+    descriptions = {
+        plain(item, ".//parametername"): paragraphs(child(item, "parameterdescription"))
+        for item in comment.iter("parameteritem")
+    }
+    items = "".join(f".It Fa {name}\n{descriptions[name]}" for name in parameters)
+    return f".Bl -tag -width Ds\n{items}.El\n" if items else ""
 
 
 def c_type(element: Element) -> str:
-    return re.sub(r"< | (?=>)", lambda found: found[0].strip(), plain(element))
+    return re.sub(r"< | (?=>)", lambda found: found[0].strip(), plain(element, "type"))
 
 
-def synopsis(function: Element, name: str) -> list[str]:
-    parameters = [
-        f'.Fa "{c_type(child(parameter, "type"))} {plain(child(parameter, "declname"))}"'
-        for parameter in function.iterfind("param")
-    ]
-    return [
-        f".In {HEADER}",
-        f".Ft {c_type(child(function, 'type'))}",
-        f".Fo {name}",
-        *parameters,
-        ".Fc",
-    ]
-
-
-def description(function: Element) -> list[str]:
-    """The sentence that sums a comment up belongs to its first paragraph."""
-    first = [with_fonts(child(function, "briefdescription"))]
-    rest = [with_fonts(para) for para in child(function, "detaileddescription").iterfind("para")]
-    lines = lines_of(" ".join(first + rest[:1]))
-    for paragraph in rest[1:]:
-        lines += [".Pp", *lines_of(paragraph)]
-    return lines
-
-
-def in_a_few_words(function: Element) -> str:
-    clause = re.split(r"[:;(]|\.$", plain(child(function, "briefdescription")))[0].strip()
-    short = clause if len(clause) < 75 else clause.split(",")[0]
-    return escaped(short[0].lower() + short[1:])
-
-
-def see_also(function: Element, name: str, names: set[str]) -> list[str]:
-    told = plain(child(function, "detaileddescription"))
-    others = sorted(set(re.findall(r"\w+", told)) & names - {name})
-    return [f".Xr {other} 3 ," for other in others] + [f".Xr {OVERVIEW} 7"]
-
-
-def page(function: Element, names: set[str], when: date) -> str:
-    name = plain(child(function, "name"))
-    lines = [
-        f".Dd {when:%B} {when.day}, {when.year}",
-        f".Dt {name.upper()} 3",
-        ".Os",
-        ".Sh NAME",
-        f".Nm {name}",
-        f".Nd {in_a_few_words(function)}",
-        ".Sh SYNOPSIS",
-        *synopsis(function, name),
-        ".Pp",
-        "Link with",
-        f".Fl l{OVERVIEW} .",
-        ".Sh DESCRIPTION",
-        *description(function),
-        ".Sh SEE ALSO",
-        *see_also(function, name, names),
-    ]
-    return "\n".join(lines) + "\n"
+def page(function: Element, when: date) -> str:
+    name = plain(function, "name")
+    brief = child(function, "briefdescription")
+    comment = child(function, "detaileddescription")
+    parameters = {plain(param, "declname"): c_type(param) for param in function.iterfind("param")}
+    returned = comment.find(".//simplesect[@kind='return']")
+    others = sorted(re.findall(r"\w+", plain(comment, ".//simplesect[@kind='see']")))
+    return PAGE.format(
+        day=f"{when:%B} {when.day}, {when.year}",
+        title=name.upper(),
+        name=name,
+        brief=plain(brief)[0].lower() + plain(brief)[1:-1],
+        type=c_type(function),
+        arguments="".join(f'.Fa "{kind} {parameter}"\n' for parameter, kind in parameters.items()),
+        description=paragraphs(brief, comment),
+        parameters=described(list(parameters), comment),
+        returned="" if returned is None else f".Sh RETURN VALUES\n{paragraphs(returned)}",
+        threads=paragraphs(child(comment, ".//simplesect[title='Threads']")),
+        others="".join(f".Xr {other} 3 ,\n" for other in others),
+    )
 
 
 def main() -> None:
     xml, folder, when = Path(sys.argv[1]), Path(sys.argv[2]), date.fromisoformat(sys.argv[3])
-    functions = ElementTree.parse(xml).findall(".//memberdef[@kind='function']")
-    names = {plain(child(function, "name")) for function in functions}
     folder.mkdir(parents=True, exist_ok=True)
-    for function in functions:
-        name = plain(child(function, "name"))
-        (folder / f"{name}.3").write_text(page(function, names, when), encoding="utf-8")
+    for function in ElementTree.parse(xml).findall(".//memberdef[@kind='function']"):
+        name = plain(function, "name")
+        (folder / f"{name}.3").write_text(page(function, when), encoding="utf-8")
 
 
 if __name__ == "__main__":

@@ -1,53 +1,62 @@
 /// \file
 /// \brief The audio player: plays MPEG audio files on the default sound device.
 ///
+/// It decodes what libmpg123 decodes: MPEG 1.0, 2.0 and 2.5 audio, layers I, II and III, MP3 above
+/// all. It does not seek, reports no position and no duration, does not choose a device and plays
+/// no other formats.
+///
 /// \code
 /// qz_audio_ptr player = qz_audio_new();
-/// qz_audio_on_status_change(player, [](qz_audio_ptr, qz_audio_status status) { /* told here */ });
+/// qz_audio_on_status_change(player, [](qz_audio_ptr, qz_audio_status status) { /* ... */ });
 /// qz_audio_set_audio_track(player, "song.mp3");
 /// qz_audio_play(player);                        // returns at once
 /// // ... later ...
 /// qz_audio_destroy(player, __FILE__, __LINE__); // required: dropping the handle is not enough
 /// \endcode
 ///
-/// Three kinds of thread
-/// ---------------------
-/// - **Caller**: your threads. Every function may be called from any of them, at any time. None
-///   waits for sound, for a file or for a callback.
-/// - **Player's thread**: each player has one, named "audio". It opens the output, decodes, plays,
-///   and ticks the fades. Requests posted to it take effect in the order in which they were posted;
-///   while a track plays they are served between two decoded blocks.
-/// - **System service**: one thread of the whole process. It runs every callback, one at a time, and
-///   the later steps of each player's destruction. A callback that blocks holds up all of these.
+/// Threads
+/// -------
+/// - **Your threads** call the functions: any function, from any thread, at any time. No call waits
+///   for sound, for a file or for a callback. A call may wait for a lock that is held briefly, and
+///   one that prints a warning line waits while standard output is a full pipe.
+/// - **The player's thread** opens the output, decodes, plays and steps the fades; each player has
+///   one, named "audio". It serves requests in the order in which they were posted, while a track
+///   plays between two decoded blocks.
+/// - **The system service** is one thread of the process. It runs every callback, one at a time,
+///   and the later steps of each player's destruction. A callback that blocks holds up all of
+///   these.
+///
+/// Requests queue in memory, and nothing holds a caller back when the queue grows. Do not post
+/// requests faster than the player serves them, about `N` a second.
 ///
 /// Callbacks
 /// ---------
-/// A callback runs with no lock held, and `qz_audio_get_playback_status` tells the status that it is
-/// told, or a later one. From inside any callback you may call everything here, on its own player or another,
-/// `qz_audio_destroy` included. The handle that it gets keeps the player alive while it is kept; it
-/// may be kept. The thread has 8 MiB of stack. A callback that throws is reported on standard output
-/// and nothing else happens. A registered function is copied on the library's threads, while the
-/// player's lock is held: share what it captures through pointers, so that no copy constructor of
-/// yours calls back in or throws. What a replaced callback captured is let go after the lock.
+/// A callback runs with no lock held. It may call every function here, on every player,
+/// `qz_audio_destroy` included; `qz_audio_get_playback_status` returns the status that it reports
+/// or a later one. It may keep its handle, which keeps the player alive. It has 8 MiB of stack. If
+/// it throws, one error line is printed on standard output, and nothing else happens.
 ///
-/// Who owns what, and how a player ends
-/// ------------------------------------
-/// You hold handles (`qz_audio_ptr`). The platform holds one too, from `qz_audio_new` to the last step
-/// of the destruction, and so does every posted request and callback. Hence a player that is never
-/// destroyed lives for ever, and a repeating one plays for ever. `qz_audio_destroy` returns at once;
-/// the player then stops, releases its decoder and its output, reports `qz_audio_status_none`, forgets
-/// its callbacks and ends its thread. The object itself goes with the last handle. Requests to a
-/// destroyed player are dropped. Callbacks that were posted before the end still run.
+/// The library copies registered functions on its own threads while it holds the player's lock. Let
+/// them capture shared pointers, so that no copy constructor of yours calls a function here or
+/// throws. What a replaced function captured is destroyed without the lock.
 ///
-/// Empty handles
-/// -------------
-/// A function that is given an empty handle writes one warning line on standard output and returns
-/// the neutral result that stands at it.
+/// Ownership and end
+/// -----------------
+/// You hold handles (`qz_audio_ptr`). The platform holds one from `qz_audio_new` to the last step
+/// of the destruction, and each posted request and callback holds one. So a player that is never
+/// destroyed stays alive, and if its track repeats, it plays on. `qz_audio_destroy` returns at
+/// once; the player then stops, releases its decoder and its output, reports
+/// `qz_audio_status_none`, clears its callbacks and ends its thread. The object is freed with the
+/// last handle. Requests to a destroyed player are dropped. Callbacks that were posted before the
+/// end still run.
+///
+/// A function that gets an empty handle prints one warning line on standard output, does nothing
+/// else and returns a neutral result, which its comment names.
 ///
 /// What each request does, by status
 /// ---------------------------------
-/// Cells give the new status, which is notified, in the order shown; "-" means that nothing happens
-/// and nothing is notified.
+/// A cell gives the new statuses, which are reported in this order; "-" means that nothing happens
+/// and nothing is reported.
 ///
 /// | in \ request | open              | set track  | play                      | pause  | stop    |
 /// |--------------|-------------------|------------|---------------------------|--------|---------|
@@ -58,30 +67,44 @@
 /// | paused       | opened (see there)| loaded     | playing                   | -      | stopped |
 /// | stopped      | opened (see there)| loaded     | loaded, playing           | -      | -       |
 ///
-/// By itself a playing track becomes stopped at its end (unless it repeats), or after a decode error,
-/// which is notified twice. A failed open, track or play notifies `on_error`; what becomes of the
-/// status stands at each function. `qz_audio_destroy` gives stopped (from playing and paused), then
-/// none (from all but none).
+/// A playing track becomes stopped by itself when its sound is over, unless it repeats, and after a
+/// decode error. A failed open, set track or play is reported to `on_error`; the comment of each
+/// function says what the status is then. `qz_audio_destroy` reports stopped (from playing and
+/// paused), then none (from all but none).
 ///
 /// Errors
 /// ------
-/// `on_error` is told the raw code of libmpg123 (see `mpg123_errors`) or of libout123 (see
-/// `out123_error`), or 7 when no output can be made. The codes overlap, and only what was asked for
-/// tells whose a code is: opening and starting the output are libout123's, all else is libmpg123's.
+/// `on_error` gets a raw code: of libmpg123 (`mpg123_errors`), of libout123 (`out123_error`), or 7.
+/// The codes overlap, so that the code alone does not say whose it is:
 ///
-/// The player holds the last code. While it is not 0, volume changes and pauses are dropped. A play
-/// that gets as far as decoding clears it, and so do an open that succeeds (also the one inside a first
-/// set track or play) and a stop of a playing or paused track; setting a good track on an open player
-/// does not.
+/// | what fails                                   | code                                            |
+/// |----------------------------------------------|-------------------------------------------------|
+/// | open: no decoder can be made                 | libmpg123's                                     |
+/// | open: no output handle can be made           | 7                                               |
+/// | open: the device cannot be opened            | libout123's                                     |
+/// | set track: the file or its format            | libmpg123's                                     |
+/// | set track: the output cannot be started      | the code that the player held before, usually 0 |
+/// | play: the output cannot be started           | libout123's                                     |
+/// | decoding                                     | libmpg123's, usually -1                         |
+/// | volume                                       | libmpg123's                                     |
 ///
-/// The exceptions that can reach a caller are `std::bad_alloc`, `std::system_error` (a thread or a lock
-/// cannot be had) and, for an object that no handle owns, `boost::bad_weak_ptr`. Where memory is short
-/// behind a call's back, what has to be done - reports, stops, destruction - is tried again for about a
-/// second; a request that finds none is dropped with an error line.
+/// A set track or a play opens the player first if its status is none, and may fail as an open
+/// does.
 ///
-/// Not promised: the libraries install no signal handlers and do not work in the child of a `fork`.
-/// A program that is built with UndefinedBehaviorSanitizer needs `-fno-sanitize=vptr`, since the
-/// library hides its type information.
+/// The player holds the last code. While it is not 0, volume changes and pauses are dropped, and a
+/// fade ends. It becomes 0 when a play decodes a block, when an open succeeds, also inside a first
+/// set track or play, and when a playing or paused track is stopped. A good track on an open player
+/// does not clear it. libmpg123's "done" counts as a code from the last read of a track until its
+/// end is dealt with.
+///
+/// The exceptions that can reach a caller are `std::bad_alloc`, `std::system_error` (no thread or
+/// no lock can be had) and, for an object that no handle owns, `boost::bad_weak_ptr`. If memory
+/// runs out after a call has returned, what must be done (reports, stops, destruction) is tried
+/// again for about a second, and any other request is dropped with an error line.
+///
+/// The libraries install no signal handlers and do not work in the child of a `fork`. A program
+/// that is built with UndefinedBehaviorSanitizer needs `-fno-sanitize=vptr`, since the library
+/// hides its type information.
 #pragma once
 
 #include "system/qz_system.h"
@@ -97,17 +120,17 @@
 
 /// What a player is doing.
 enum qz_audio_status : int {
-    qz_audio_status_none = 0,    ///< Nothing open: a new player, or one being destroyed.
-    qz_audio_status_opened = 1,  ///< Decoder and output device are open; no track yet.
+    qz_audio_status_none = 0,    ///< Nothing is open: new, destroyed, or after a failure.
+    qz_audio_status_opened = 1,  ///< Decoder and output device are open, without a track.
     qz_audio_status_loaded = 2,  ///< A track is open and the output is set to its format.
-    qz_audio_status_playing = 3, ///< The track sounds.
+    qz_audio_status_playing = 3, ///< The track plays, or its last sound is waited for.
     qz_audio_status_paused = 4,  ///< Held in mid-track; a play goes on from there.
-    qz_audio_status_stopped = 5  ///< Stopped; a play starts the output again.
+    qz_audio_status_stopped = 5  ///< Over or stopped; a play starts the output again.
 };
 
 class _qz_audio;
 
-/// A handle to a player, passed by value. Handles may be copied to and dropped on any thread.
+/// A handle to a player, passed by value. Handles may be copied and dropped on any thread.
 using qz_audio_ptr = boost::shared_ptr<_qz_audio>;
 
 /// The player behind a handle. Applications use the functions below and never its members, which the
@@ -158,219 +181,378 @@ public:
 // Life
 // ---------------------------------------------------------------------------------------------------
 
-/// Creates a player: status none, volume 100, repeat off, fade steps of 10 points every 500 ms, no
-/// track, no callbacks. Nothing is opened yet.
+/// Creates a player.
 ///
-/// Runs on the caller's thread, and starts the player's. From a callback: yes. Throws
-/// `std::system_error` when the thread cannot be started and `std::bad_alloc`; nothing is left behind
-/// then. Next: register callbacks, set a track, and one day call `qz_audio_destroy`. The first player
-/// keeps the library in memory for the life of the process, whatever `dlclose` is asked.
+/// It has the status none, volume 100, repeat off, fade steps of 10 points every 500 ms, no track
+/// and no callbacks. Nothing is open yet. Throws `std::system_error` when a thread cannot be
+/// started, and `std::bad_alloc`; then only the system service may have been started. The first
+/// player keeps the library in memory until the process ends, even after a `dlclose`.
+///
+/// \return The player; never empty. It lives until `qz_audio_destroy`, even without a handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the caller's thread and starts the player's.
+/// \see qz_audio_on_status_change, qz_audio_set_audio_track, qz_audio_destroy
 QZ_AUDIO_API qz_audio_ptr qz_audio_new();
 
-/// Asks for the end of the player: it stops, releases decoder and output, reports the status none
-/// (unless it is none already), clears its callbacks and ends its thread. Requests posted before still
-/// run first; later ones are dropped.
+/// Ends a player.
 ///
-/// Any thread, callbacks included; posts to the player's thread, goes on on the system service, and
-/// returns at once. `file` and `line` name the place of the call, `__FILE__` and `__LINE__`: a second
-/// destroy writes a warning line with them and a description of the player, and does nothing else.
-/// Empty handle: the warning. Next: drop the handle. One that throws `std::bad_alloc` has done nothing
-/// and has to be asked again.
+/// The player stops, releases its decoder and its output, reports the status none unless it is none
+/// already, clears its callbacks and ends its thread. Requests that were posted before run first;
+/// later ones are dropped. A second destroy prints a warning line with `file` and `line` and a line
+/// that describes the player, and does nothing else. A destroy that throws `std::bad_alloc` has
+/// done nothing; call it again.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param file The place of the call, `__FILE__`.
+/// \param line The place of the call, `__LINE__`.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the player's thread, then on the system service.
+/// \see qz_audio_new, qz_audio_stop
 QZ_AUDIO_API void qz_audio_destroy(qz_audio_ptr ptr, std::string file, int line);
 
 // ---------------------------------------------------------------------------------------------------
 // Output
 // ---------------------------------------------------------------------------------------------------
 
-/// Sets the folder from which libout123 looks for its output modules, for every output that is opened
-/// from now on by any player: it tries `../lib/mpg123` and `plugins` below it and then its own default
-/// folder. Taken as it is; an empty path leaves the default alone. Outputs that are open keep theirs.
+/// Sets where libout123 looks for its output modules.
 ///
-/// Any thread, callbacks included; runs on the caller's thread. Default: "./bin/". The environment
-/// variable `MPG123_MODDIR`, where it is set, is the one folder that libout123 looks in.
+/// Applies to every output that a player opens from now on; outputs that are open keep theirs.
+/// libout123 takes one folder: the first that exists of `../lib/mpg123`, `plugins`,
+/// `libout123/modules/.libs`, `libout123/modules` and the last two below `..`, all relative to
+/// `path`, or else its own default. A module that is missing in this folder is looked for nowhere
+/// else. The environment variable `MPG123_MODDIR`, if set, names the folder instead.
+///
+/// \param path A folder, not checked; a relative one counts from the working folder at the time of
+///   the open. Empty: libout123's default. Until the first call it is "./bin/".
+/// \par Threads
+/// Any thread, callbacks included. Runs on the caller's thread.
+/// \see qz_audio_get_bin_path, qz_audio_open
 QZ_AUDIO_API void qz_audio_set_bin_path(std::string path);
 
-/// Returns the folder that `qz_audio_set_bin_path` has set, or "./bin/".
+/// Gets the folder that `qz_audio_set_bin_path` has set.
 ///
-/// Any thread, callbacks included; runs on the caller's thread.
+/// \return The folder as it was set, or "./bin/" if none was.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the caller's thread.
+/// \see qz_audio_set_bin_path
 QZ_AUDIO_API std::string qz_audio_get_bin_path();
 
-/// Creates the decoder and opens the default output device. There is no need to call it: setting a
-/// track or playing does so on a player with the status none. Reports the status opened. Players open
-/// one after another, since libout123 cannot open two outputs at the same time: an output that hangs
-/// while it is opened holds up the opens of all players.
+/// Creates the decoder and opens the default output device.
 ///
-/// Any thread, callbacks included; posts to the player's thread. On failure `on_error` is told
-/// libmpg123's or libout123's code, or 7, and the status stays. On a player that is open already it
-/// writes error lines, opens once more, and the former decoder and output are never released; if that
-/// fails, the player is left without either. Do not do that.
-/// Empty handle: the warning. Next: `qz_audio_set_audio_track`.
+/// Reports the status opened. There is no need to call it: a set track or a play opens a player
+/// whose status is none. Players open one after another, since libout123 cannot open two outputs at
+/// the same time: an output that hangs while it is opened holds up the opens of all players.
+///
+/// If it fails, `on_error` is called and the status stays.
+///
+/// Do not open a player that is open: it prints error lines and opens once more, and the former
+/// decoder and output are never released. If that fails, the player has neither.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the player's thread.
+/// \see qz_audio_set_audio_track, qz_audio_on_error
 QZ_AUDIO_API void qz_audio_open(qz_audio_ptr ptr);
 
 // ---------------------------------------------------------------------------------------------------
 // Playing
 // ---------------------------------------------------------------------------------------------------
 
-/// Loads the track at `file_path`, any file that libmpg123 can decode, and leaves the output paused
-/// at its start. Opens the player first if its status is none. Ends the playing of another track; the
-/// new one waits for `qz_audio_play`. Reports the status loaded.
+/// Loads a track.
 ///
-/// Any thread, callbacks included; posts to the player's thread. When the file cannot be opened,
-/// `on_error` is told the code and the status stays, but from none and from playing it becomes opened;
-/// when it is no audio or the output refuses its format, decoder and output are released, the status
-/// becomes none and `on_error` is told (for the output, the player's last code, usually 0). Empty
-/// handle: the warning. Next: `qz_audio_play`.
+/// Leaves the output paused at the track's start and reports the status loaded. Opens the player
+/// first if its status is none. Ends the playing of another track; the new one waits for a
+/// `qz_audio_play`.
+///
+/// If the file cannot be opened, `on_error` is called, and the status stays, but becomes opened
+/// from none and from playing. The former track is closed: in loaded, paused and stopped a play
+/// then fails with a decode error. If the file is no MPEG audio or the output refuses its format,
+/// decoder and output are released, the status becomes none, and `on_error` is called: twice for a
+/// file without audio that is set while another track plays.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param file_path Any file that libmpg123 can decode; a relative path counts from the working
+///   folder at the time when the request is served.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the player's thread.
+/// \see qz_audio_play, qz_audio_get_current_track, qz_audio_on_error
 QZ_AUDIO_API void qz_audio_set_audio_track(qz_audio_ptr ptr, std::string file_path);
 
-/// Plays the track from its start, or goes on after a pause. On a player with the status none it first
-/// opens the output and loads the current track. Reports the status playing with the first block
-/// (from stopped: loaded before it), and stopped at the end of the track.
+/// Plays the track.
 ///
-/// Any thread, callbacks included; posts to the player's thread. In opened it does nothing. In playing
-/// the status stays playing but decoding halts until a pause, a stop or a new track: do not do that.
-/// A decode error is told to `on_error` twice, and then the status becomes stopped; on the very first
-/// block the status stays as it was. When the output cannot be started, the status becomes none, then
-/// `on_error` is told, and the next play opens everything again. A device that stops working while
-/// playing is not reported.
-/// Empty handle: the warning. Next: `qz_audio_pause`, `qz_audio_stop`, `qz_audio_destroy`.
+/// Plays from the track's start, but goes on from where it was after a pause, and after a stop of a
+/// paused track. On a player with the status none it first opens the output and loads the current
+/// track. Reports the status playing with the first block, from stopped loaded before it. In the
+/// status opened it does nothing.
+///
+/// At the end of a track that does not repeat, the player's thread waits until the device has
+/// played what it buffers, and only then reports stopped: the sound is over. It waits at most 2.5 s
+/// after the last block was written, and not at all for an output that does not keep time, such as
+/// a file or a null device. A stop, a new track or a destroy ends the wait early. No other request
+/// runs during the wait; those posted meanwhile are served after it, by the rules for a stopped
+/// player: a volume change applies, a pause does nothing, a play starts the track again from its
+/// start.
+///
+/// FIGURES TO FILL IN: a track shorter than PulseAudio's pre-buffering never starts to sound there.
+///
+/// Do not play what plays: the status stays playing, but decoding halts until a pause, a stop or a
+/// new track.
+///
+/// A decode error is reported to `on_error` twice, and then the status becomes stopped. One on the
+/// very first block leaves the status as it is: paused after a pause, else loaded. A track that a
+/// decode error ended is opened again by the next play; if that fails, `on_error` is called and the
+/// status stays. If the output cannot be started, the status becomes none, then `on_error` is
+/// called, and the next play opens everything again. A device that stops working while it plays is
+/// not reported.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the player's thread.
+/// \see qz_audio_set_audio_track, qz_audio_pause, qz_audio_stop, qz_audio_set_repeat
 QZ_AUDIO_API void qz_audio_play(qz_audio_ptr ptr);
 
-/// Pauses a playing track; a play goes on from there. Reports the status paused. In every other
-/// status, and while the player holds an error code, it does nothing.
+/// Pauses the playing track.
 ///
-/// Any thread, callbacks included; posts to the player's thread. Empty handle: the warning.
-/// Next: `qz_audio_play`.
+/// Reports the status paused; a play goes on from there. In every other status, and while the
+/// player holds an error code, it does nothing. At the end of a track, while the last sound is
+/// waited for, it has no effect.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the player's thread.
+/// \see qz_audio_play, qz_audio_stop
 QZ_AUDIO_API void qz_audio_pause(qz_audio_ptr ptr);
 
-/// Stops a playing track and rewinds it; what the device still buffers is dropped. Stopping a paused
-/// track keeps its position: the next play goes on from there. Reports the status stopped. In every
-/// other status it changes nothing. Clears an error code that the player holds, if it was playing or
-/// paused.
+/// Stops the playing or paused track.
 ///
-/// Any thread, callbacks included; posts to the player's thread. `cb`, if not empty, is called once on
-/// the system service, with a handle, after the stop has been done, also when there was nothing to
-/// stop; it is never called when the player's thread has ended before (see `qz_audio_destroy`).
-/// Empty handle: the warning, and `cb` is not called.
+/// Reports the status stopped and clears an error code that the player holds. A playing track is
+/// rewound, and what the device still buffers is dropped. A paused track keeps its position, and
+/// the next play goes on from there, unless the player holds an error code: then it is rewound,
+/// too. In every other status only `cb` is called.
+///
+/// \param ptr The player. Empty: one warning line, and `cb` is not called.
+/// \param cb Called once on the system service, after the stop, also when there was nothing to
+///   stop; may be empty. It is not called when the player's thread ends before it serves the stop
+///   (see `qz_audio_destroy`).
+/// \par Threads
+/// Any thread, callbacks included. Runs on the player's thread.
+/// \see qz_audio_play, qz_audio_pause, qz_audio_destroy
 QZ_AUDIO_API void qz_audio_stop(qz_audio_ptr ptr, std::function<void(qz_audio_ptr)> cb);
 
-/// Lets the track start over, without a gap and without a notification, each time it ends (`b` true),
-/// or end (`b` false, the default).
+/// Sets whether the track repeats.
 ///
-/// Any thread, callbacks included; posts to the player's thread. Returns true. Empty handle: the
-/// warning, and false.
+/// A track that repeats starts over at its end, without a gap and without a report. The setting
+/// holds for all later tracks, too. It comes too late while the last sound of a track is waited
+/// for.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param b True to repeat, false (the default) to end.
+/// \return True; false for an empty handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the player's thread.
+/// \see qz_audio_play
 QZ_AUDIO_API bool qz_audio_set_repeat(qz_audio_ptr ptr, bool b);
 
 // ---------------------------------------------------------------------------------------------------
 // Volume
 // ---------------------------------------------------------------------------------------------------
 
-/// Sets the volume to `volume` percent: 100 is full scale, 0 is silence. The value is not checked:
-/// beyond 100 it amplifies and may clip, below 0 it inverts. Reports the volume. A running fade goes on
-/// from there.
+/// Sets the volume.
 ///
-/// Any thread, callbacks included; posts to the player's thread. Dropped without a report while the
-/// player holds an error code (see "Errors" above). When the decoder refuses, `on_error` is told its
-/// code and the volume stays. Empty handle: the warning.
+/// Reports the volume. A running fade goes on from there. Before the player is open, it is kept for
+/// then. It is dropped without a report while the player holds an error code. If the decoder
+/// refuses it, `on_error` is called and the volume stays.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param volume In percent, 100 being full scale; not checked. 0 and negative values give silence.
+///   More than 100 amplifies and clips: 250 makes samples 2.5 times as large. More than about
+///   6,500,000 may give noise instead of the clipped track.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the player's thread.
+/// \see qz_audio_on_volume_change, qz_audio_volume_increment_timeout_start
 QZ_AUDIO_API void qz_audio_set_volume(qz_audio_ptr ptr, int volume);
 
-/// Fades the volume up to `target` percent (above 100 counts as 100): every increment timeout the
-/// volume rises by the increment step, and each new value is reported. Replaces a running fade of
-/// either direction. `qz_audio_destroy`, an error, another fade or a volume set to the target or beyond
-/// ends it early; pause, stop and a new track do not.
+/// Fades the volume up.
 ///
-/// Any thread, callbacks included; posts to the player's thread. Returns true; false, and nothing is
-/// done, for a target of 0 or less. Dropped without a report when the volume is above the target or
-/// the player holds an error code. Works while nothing plays. Empty handle: the warning, and false.
+/// Every increment timeout the volume rises by the increment step, at last to the target, and each
+/// new value is reported. It works in every status; while nothing plays, the decoder gets the
+/// volume with the next play.
+///
+/// A fade replaces a running one of either direction. A destroy, an error, another fade or a volume
+/// set to the target or above ends it early; a pause, a stop and a new track do not. It is dropped
+/// without a report when the volume is above the target or the player holds an error code.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param target In percent. Above 100 counts as 100. 0 or less: nothing is done, and the result is
+///   false.
+/// \return True; false for a target of 0 or less and for an empty handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the player's thread.
+/// \see qz_audio_volume_decrement_timeout_start, qz_audio_set_audio_volume_increment_step,
+///   qz_audio_set_audio_volume_increment_timeout
 QZ_AUDIO_API bool qz_audio_volume_increment_timeout_start(qz_audio_ptr ptr, int target);
 
-/// Fades the volume down to `target` percent (held to 0 to 100): every decrement timeout the volume
-/// falls by the decrement step, and each new value is reported. Replaces a running fade of either
-/// direction. `qz_audio_destroy`, an error, another fade or a volume set to the target or below ends it
-/// early; pause, stop and a new track do not.
+/// Fades the volume down.
 ///
-/// Any thread, callbacks included; posts to the player's thread. Returns true. Dropped without a
-/// report when the volume is at or below the target or the player holds an error code. Works while
-/// nothing plays. Empty handle: the warning, and false.
+/// Every decrement timeout the volume falls by the decrement step, at last to the target, and each
+/// new value is reported. It works in every status.
+///
+/// A fade replaces a running one of either direction. A destroy, an error, another fade or a volume
+/// set to the target or below ends it early; a pause, a stop and a new track do not. It is dropped
+/// without a report, and a running fade goes on, when the volume is at or below the target or the
+/// player holds an error code.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param target In percent. Below 0 counts as 0, above 100 as 100.
+/// \return True; false for an empty handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the player's thread.
+/// \see qz_audio_volume_increment_timeout_start, qz_audio_set_audio_volume_decrement_step,
+///   qz_audio_set_audio_volume_decrement_timeout
 QZ_AUDIO_API bool qz_audio_volume_decrement_timeout_start(qz_audio_ptr ptr, int target);
 
-/// Sets how many percentage points a fade up adds at a time (default 10). Applies from the next fade
-/// on. Not checked: 0 makes a fade that never ends, a negative step moves the wrong way.
+/// Sets the step of fades up.
 ///
-/// Any thread, callbacks included; runs on the caller's thread. Returns true. Empty handle: the
-/// warning, and false.
+/// Applies to fades that start from now on.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param v Percentage points per step, by default 10; not checked. 0 makes a fade that reports the
+///   same volume again and again and does not end by itself. A negative step moves down, without an
+///   end.
+/// \return True; false for an empty handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the caller's thread.
+/// \see qz_audio_volume_increment_timeout_start, qz_audio_set_audio_volume_increment_timeout
 QZ_AUDIO_API bool qz_audio_set_audio_volume_increment_step(qz_audio_ptr ptr, int v);
 
-/// Sets how many percentage points a fade down removes at a time (default 10). Applies from the next
-/// fade on. Not checked: 0 makes a fade that never ends, a negative step moves the wrong way.
+/// Sets the step of fades down.
 ///
-/// Any thread, callbacks included; runs on the caller's thread. Returns true. Empty handle: the
-/// warning, and false.
+/// Applies to fades that start from now on.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param v Percentage points per step, by default 10; not checked. 0 makes a fade that reports the
+///   same volume again and again and does not end by itself. A negative step moves up, without an
+///   end.
+/// \return True; false for an empty handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the caller's thread.
+/// \see qz_audio_volume_decrement_timeout_start, qz_audio_set_audio_volume_decrement_timeout
 QZ_AUDIO_API bool qz_audio_set_audio_volume_decrement_step(qz_audio_ptr ptr, int v);
 
-/// Sets the milliseconds between two steps of a fade up (default 500). Applies from the next fade on.
-/// Not checked: 0 counts as 1, a negative timeout never comes. While a track plays, a step comes at
-/// most once per decoded block (26 ms at 44.1 kHz, 72 ms at 8 kHz) and is not caught up on, so that a
-/// timeout below that makes the fade last longer than its steps times the timeout. Small steps every
-/// 30 ms or so sound smooth.
+/// Sets the time between two steps of fades up.
 ///
-/// Any thread, callbacks included; runs on the caller's thread. Returns true. Empty handle: the
-/// warning, and false.
+/// Applies to fades that start from now on. While a track plays, a step comes about once per
+/// decoded block at most (26 ms for MP3 at 44.1 kHz, 72 ms at 8 kHz) and is not caught up on: with
+/// a shorter timeout the fade takes longer than its steps times the timeout.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param t Milliseconds, by default 500; not checked. 0 counts as 1. With a negative timeout no
+///   step comes.
+/// \return True; false for an empty handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the caller's thread.
+/// \see qz_audio_volume_increment_timeout_start, qz_audio_set_audio_volume_increment_step
 QZ_AUDIO_API bool qz_audio_set_audio_volume_increment_timeout(qz_audio_ptr ptr, int t);
 
-/// Sets the milliseconds between two steps of a fade down (default 500). Applies from the next fade on.
-/// Not checked, and held up by playing, like `qz_audio_set_audio_volume_increment_timeout`.
+/// Sets the time between two steps of fades down.
 ///
-/// Any thread, callbacks included; runs on the caller's thread. Returns true. Empty handle: the
-/// warning, and false.
+/// Applies to fades that start from now on. While a track plays, a step comes about once per
+/// decoded block at most (26 ms for MP3 at 44.1 kHz, 72 ms at 8 kHz) and is not caught up on: with
+/// a shorter timeout the fade takes longer than its steps times the timeout.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param t Milliseconds, by default 500; not checked. 0 counts as 1. With a negative timeout no
+///   step comes.
+/// \return True; false for an empty handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the caller's thread.
+/// \see qz_audio_volume_decrement_timeout_start, qz_audio_set_audio_volume_decrement_step
 QZ_AUDIO_API bool qz_audio_set_audio_volume_decrement_timeout(qz_audio_ptr ptr, int t);
 
 // ---------------------------------------------------------------------------------------------------
 // Queries
 // ---------------------------------------------------------------------------------------------------
 
-/// Returns the status that was notified last. Requests that still wait have not changed it yet.
+/// Gets the status that was reported last.
 ///
-/// Any thread, callbacks included; runs on the caller's thread. Empty handle: the warning, and
-/// `qz_audio_status_none`.
+/// Requests that still wait have not changed it yet.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \return The status; `qz_audio_status_none` for an empty handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the caller's thread.
+/// \see qz_audio_on_status_change
 QZ_AUDIO_API qz_audio_status qz_audio_get_playback_status(qz_audio_ptr ptr);
 
-/// Returns the path of the track that was set last, whether it could be loaded or not; "" when none
-/// was. A request that still waits has not set it yet.
+/// Gets the path of the track that was set last.
 ///
-/// Any thread, callbacks included; runs on the caller's thread. Empty handle: the warning, and "".
+/// It does not matter whether the track could be loaded. A request that still waits has not set it
+/// yet.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \return The path as it was given; "" if none was, and for an empty handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the caller's thread.
+/// \see qz_audio_set_audio_track
 QZ_AUDIO_API std::string qz_audio_get_current_track(qz_audio_ptr ptr);
 
-/// Stores `last_error` as the player's error text and leaves `last_error` as it was: the text that the
-/// library keeps is not handed out. Use the code that `on_error` is told, with `mpg123_plain_strerror`
-/// or `out123_plain_strerror`; see "Errors" above for which.
+/// Stores a text as the player's error text, and does not read one.
 ///
-/// Any thread, callbacks included; runs on the caller's thread. Returns true. Empty handle: the
-/// warning, and false.
+/// The text that the library keeps is not returned. Use the code that `on_error` gets, with
+/// `mpg123_plain_strerror` or `out123_plain_strerror`: "Errors" in the overview says which.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param last_error The text to store; it is not changed.
+/// \return True; false for an empty handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the caller's thread.
+/// \see qz_audio_on_error
 QZ_AUDIO_API bool qz_audio_get_last_error_string(qz_audio_ptr ptr, std::string& last_error);
 
 // ---------------------------------------------------------------------------------------------------
-// Callbacks: one function per event. An empty one clears it. They run on the system service; a call
-// that was posted before a change still runs once with the function it was posted with.
+// Callbacks: one function per event.
 // ---------------------------------------------------------------------------------------------------
 
-/// Registers `cb`, which is told each new status of the player, in order. A status that is set again
-/// is told again.
+/// Registers the callback for statuses.
 ///
-/// Any thread, callbacks included; runs on the caller's thread, `cb` on the system service. Returns
-/// true. Empty handle: the warning, and false.
+/// It replaces the former one. A call that was posted before still runs, with the function of its
+/// time.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param cb Called with a handle to the player and each new status, in order, also when it is the
+///   same as before. Empty: no callback.
+/// \return True; false for an empty handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the caller's thread, `cb` on the system service.
+/// \see qz_audio_get_playback_status, qz_audio_on_error, qz_audio_on_volume_change
 QZ_AUDIO_API bool qz_audio_on_status_change(qz_audio_ptr ptr,
                                             std::function<void(qz_audio_ptr, qz_audio_status)> cb);
 
-/// Registers `cb`, which is told the raw code of each failure; see "Errors" above.
+/// Registers the callback for errors.
 ///
-/// Any thread, callbacks included; runs on the caller's thread, `cb` on the system service. Returns
-/// true. Empty handle: the warning, and false.
+/// It replaces the former one. A call that was posted before still runs, with the function of its
+/// time.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param cb Called with a handle to the player and the raw code of each failure; "Errors" in the
+///   overview says whose it is. The code may be 0. Empty: no callback.
+/// \return True; false for an empty handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the caller's thread, `cb` on the system service.
+/// \see qz_audio_on_status_change, qz_audio_on_volume_change
 QZ_AUDIO_API bool qz_audio_on_error(qz_audio_ptr ptr, std::function<void(qz_audio_ptr, int)> cb);
 
-/// Registers `cb`, which is told each volume that was applied, in percent: by `qz_audio_set_volume`
-/// and by each step of a fade.
+/// Registers the callback for volumes.
 ///
-/// Any thread, callbacks included; runs on the caller's thread, `cb` on the system service. Returns
-/// true. Empty handle: the warning, and false.
+/// It replaces the former one. A call that was posted before still runs, with the function of its
+/// time.
+///
+/// \param ptr The player. Empty: one warning line, nothing else.
+/// \param cb Called with a handle to the player and each volume in percent that
+///   `qz_audio_set_volume` or a step of a fade has applied. Empty: no callback.
+/// \return True; false for an empty handle.
+/// \par Threads
+/// Any thread, callbacks included. Runs on the caller's thread, `cb` on the system service.
+/// \see qz_audio_set_volume, qz_audio_on_status_change, qz_audio_on_error
 QZ_AUDIO_API bool qz_audio_on_volume_change(qz_audio_ptr ptr,
                                             std::function<void(qz_audio_ptr, int)> cb);
