@@ -1,5 +1,5 @@
 /// \file
-/// \brief The part of the platform's system library (`libqz_system`) that the audio player stands on.
+/// \brief The part of the platform's system library (`libqz_system`) that the audio player uses.
 ///
 /// Objects with typed, named properties; a registry that keeps objects alive; threads that run
 /// posted tasks and interval timers; one system service thread shared by the whole process; and a
@@ -10,11 +10,11 @@
 /// of this library is held while a task, a tick, a completion or the destructor of a closure runs,
 /// so each of these may call any function here.
 ///
-/// Handles must not be empty. A service's thread has the signal mask of the thread that made it, with
-/// SIGPIPE blocked; the system service's that of the thread that made the first service.
+/// Handles must not be empty. A service's thread has the signal mask of the thread that made the service,
+/// and SIGPIPE blocked. The system service's thread has the mask of the thread whose call started it.
 ///
-/// Errors. `std::bad_alloc` reaches the caller where memory runs out, and nothing has been done
-/// then. What else can be thrown stands at the function.
+/// Errors. `std::bad_alloc` reaches the caller when memory runs out; nothing has been done then. The
+/// comment of a function names what else it throws.
 #pragma once
 
 #include <boost/any.hpp>
@@ -32,7 +32,7 @@
 #define QZ_SYSTEM_API
 #endif
 
-/// An object's properties by name, in byte order of the names. Each value keeps its type for life.
+/// An object's properties by name, in byte order of the names. Each value keeps its type.
 using property_list = std::map<std::string, boost::any>;
 
 /// Root of the platform's objects: hands out shared ownership of itself.
@@ -72,7 +72,7 @@ public:
     bool is_reffed();
 
     /// Takes the object's property lock and waits while another thread has it. It is the same lock
-    /// as `property_mutex` and not recursive. `file` and `line` are the caller's source position.
+    /// as `property_mutex`, and not recursive. `file` and `line` are the caller's source position.
     void property_lock(std::string file, int line);
 
     /// Releases the property lock. To be called once for every `property_lock`, on its thread.
@@ -117,8 +117,8 @@ QZ_SYSTEM_API bool qz_property_get(std::map<std::string, boost::any>& list, std:
 /// what is touched costs memory; an idle one sleeps and never wakes up by itself. A service that is
 /// released without a stop ends its thread by itself.
 ///
-/// The first call also starts the system service, which stays. Throws `std::system_error` when a thread
-/// cannot be started; there is no service then.
+/// Also starts the system service if it does not run yet; it runs until the process ends. Throws
+/// `std::system_error` when a thread cannot be started; there is no new service then.
 QZ_SYSTEM_API boost::shared_ptr<_qz_thread_service> qz_thread_service_new(std::string name);
 
 /// Returns the same service seen as a platform object.
@@ -132,10 +132,10 @@ QZ_SYSTEM_API void qz_thread_service_exec(boost::shared_ptr<_qz_thread_service> 
                                           std::function<void()> task, std::string file, int line);
 
 /// Calls `tick` on the service's thread once every `period` milliseconds, the first time one period
-/// from now, until it returns false, throws, or the interval is cleared. A due tick queues behind
-/// the tasks already waiting; it runs at most once a period, measured from the start of the tick
-/// before, so that a late one is not caught up on. A period of 0 counts as 1; one too long for the
-/// clock never comes. `file` and `line` are the caller's source position.
+/// from now, until it returns false or throws, the interval is cleared or the service is stopped. A due
+/// tick queues after the tasks that wait already; it runs at most once a period, measured from the start
+/// of the tick before, so that a late one is not caught up on. A period of 0 counts as 1; one too long
+/// for the clock never comes. `file` and `line` are the caller's source position.
 ///
 /// Returns the interval's id: never 0, and never used again by the service. An interval given to a
 /// stopped service is dropped.
@@ -145,7 +145,7 @@ qz_thread_service_set_interval(boost::shared_ptr<_qz_thread_service> service,
                                int line);
 
 /// Ends the interval `id`: its tick is not called again, even if it was due already. A tick that the
-/// service's thread is running, or just about to, finishes. An id whose interval has ended is accepted and ignored.
+/// service's thread runs, or is about to run, finishes. An id whose interval has ended is ignored.
 QZ_SYSTEM_API void qz_thread_service_clear_interval(boost::shared_ptr<_qz_thread_service> service,
                                                     unsigned long id);
 
@@ -163,9 +163,10 @@ qz_thread_service_stop(boost::shared_ptr<_qz_thread_service> service,
                        std::function<void(boost::shared_ptr<_qz_thread_service>)> completion);
 
 /// Queues `task` on the system service, one thread shared by the whole process that runs its tasks
-/// one at a time, in the order posted, and returns at once. `file` and `line` are the caller's
-/// source position. The thread has a stack of 8 MiB. Throws `std::system_error` when the system service
-/// has yet to be started and its thread cannot be.
+/// one at a time, in the order posted, and returns at once. A task that throws is reported on standard
+/// output and the thread goes on. `file` and `line` are the caller's source position. The thread has a
+/// stack of 8 MiB. Throws `std::system_error` when the system service does not run yet and its thread
+/// cannot be started.
 QZ_SYSTEM_API void qz_system_service_exec(std::function<void()> task, std::string file, int line);
 
 /// Does nothing when `condition` is true. Otherwise writes one error line on standard output, with
