@@ -4,6 +4,7 @@
 
 #include <boost/core/demangle.hpp>
 
+#include <locale>
 #include <sstream>
 
 _qz_object::_qz_object() : property_list{{"object-destroyed", false}} {}
@@ -14,6 +15,7 @@ void _qz_object::describe()
 {
     const std::string tag = type_tag();
     std::ostringstream line;
+    line.imbue(std::locale::classic());
     line << tag << " at " << static_cast<void*>(this)
          << (is_reffed() ? ", held by the registry, " : ", not held by the registry, ")
          << qz_object_registry::instance().live_count(tag) << " alive, properties:";

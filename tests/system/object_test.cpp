@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <functional>
+#include <locale>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -63,6 +64,26 @@ std::string address_of(const _qz_object& object)
     text << static_cast<const void*>(&object);
     return text.str();
 }
+
+/// The numbers of streams that are made while this lives have a comma before each three digits.
+class grouped_numbers
+{
+public:
+    grouped_numbers() : before_(std::locale::global({std::locale(), new in_threes})) {}
+    ~grouped_numbers() { std::locale::global(before_); }
+    grouped_numbers(const grouped_numbers&) = delete;
+    grouped_numbers& operator=(const grouped_numbers&) = delete;
+
+private:
+    class in_threes : public std::numpunct<char>
+    {
+    private:
+        [[nodiscard]] char do_thousands_sep() const override { return ','; }
+        [[nodiscard]] std::string do_grouping() const override { return "\3"; }
+    };
+
+    std::locale before_;
+};
 
 } // namespace
 
@@ -267,6 +288,24 @@ TEST(DescribeTest, TellsTagAddressRegistryStateAndEachPropertysNameAndType)
               "[test] at " + address_of(*object) +
                   ", held by the registry, 0 alive, properties: empty (void)\n");
     qz_object_unref_real(object);
+}
+
+TEST(DescribeTest, GroupsNoDigitsWhateverTheGlobalLocale)
+{
+    constexpr int count = 1000;
+    test_object object("[many]");
+    const std::string expected =
+        "[many] at " + address_of(object) + ", not held by the registry, 1000 alive,";
+    for (int number = 0; number < count; ++number) {
+        qz_object_ref_increment("[many]");
+    }
+    {
+        const grouped_numbers globally;
+        EXPECT_THAT(description_of(object), testing::StartsWith(expected));
+    }
+    for (int number = 0; number < count; ++number) {
+        qz_object_ref_decrement("[many]");
+    }
 }
 
 TEST(DescribeTest, TakesNeitherThePropertyMutexNorThePropertyLock)
