@@ -1,17 +1,20 @@
 /// \file
 /// \brief Ends, with exit status 7, in the way that its first argument names, while players play the
-/// track that its second argument names.
+/// track that its second argument names. Or has children that end so, and lets the players play on.
 
 #include "event.h"
 #include "own_exit.h"
 #include "qz_audio/qz_audio.h"
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace
@@ -94,11 +97,62 @@ void open_for_ever()
     qz_audio_open(player);
 }
 
+void set_alarm()
+{
+    alarm(static_cast<unsigned>(patience.count()));
+}
+
+[[noreturn]] void execute()
+{
+    execl("/bin/sh", "sh", "-c", ("exit " + std::to_string(own_status)).c_str(), nullptr);
+    std::abort();
+}
+
+/// How a child may end.
+const std::map<std::string, void (*)()> child_ends{
+    {"child_ends_at_once", [] { _exit(own_status); }},
+    {"child_exits", [] { exit_now(); }},
+    {"child_executes", [] { execute(); }},
+};
+
+void have_children(void (*end)())
+{
+    // Most forks find the path's lock taken, by a thread that the child does not have.
+    std::thread([] {
+        for (;;) {
+            qz_audio_get_bin_path();
+        }
+    }).detach();
+    for (int number = 0; number < 5; ++number) {
+        const pid_t child = fork();
+        require(child >= 0);
+        if (child == 0) {
+            set_alarm(); // The parent's is not inherited.
+            end();
+        }
+        int status = 0;
+        require(waitpid(child, &status, 0) == child);
+        require(WIFEXITED(status) && WEXITSTATUS(status) == own_status);
+    }
+}
+
+void play_to_the_end(const qz_audio_ptr& player)
+{
+    const auto ended = std::make_shared<event>();
+    qz_audio_on_status_change(player, [ended](const qz_audio_ptr&, qz_audio_status status) {
+        if (status == qz_audio_status_stopped) {
+            ended->set();
+        }
+    });
+    qz_audio_set_repeat(player, false);
+    require(ended->wait());
+}
+
 } // namespace
 
 int main(int, char** arguments)
 {
-    alarm(static_cast<unsigned>(patience.count()));
+    set_alarm();
     const std::string way = arguments[1];
     const std::string track = arguments[2];
     qz_audio_set_bin_path("./a path that is long enough for the heap/");
@@ -112,6 +166,10 @@ int main(int, char** arguments)
     if (way == "exit_in_callback") {
         qz_audio_stop(players.front(), [](const qz_audio_ptr&) { exit_now(); });
         wait_for_exit();
+    }
+    if (const auto end = child_ends.find(way); end != child_ends.end()) {
+        have_children(end->second);
+        std::for_each(players.begin(), players.end(), play_to_the_end);
     }
     if (way == "return_while_destroying") {
         for (const auto& player : players) {

@@ -23,3 +23,7 @@ INSTANTIATE_TEST_SUITE_P(By, ExitWhilePlayingTest,
                          testing::Values("return", "return_while_destroying", "exit",
                                          "exit_in_callback", "use_in_static_destructor"),
                          [](const auto& tested) { return tested.param; });
+
+INSTANTIATE_TEST_SUITE_P(AfterFork, ExitWhilePlayingTest,
+                         testing::Values("child_ends_at_once", "child_exits", "child_executes"),
+                         [](const auto& tested) { return tested.param; });
