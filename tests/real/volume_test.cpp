@@ -3,6 +3,11 @@
 #include "support_pipe.h"
 #include "support_player.h"
 
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
 using ::testing::ElementsAre;
 
 namespace
@@ -19,6 +24,26 @@ protected:
     const std::string track = make_track({});
     told_player player;
 };
+
+class volume_of_silence : public volume, public ::testing::WithParamInterface<int>
+{
+};
+
+std::string test_name(const ::testing::TestParamInfo<int>& info)
+{
+    const auto size = std::to_string(std::abs(static_cast<long>(info.param)));
+    return (info.param < 0 ? "minus_" : "") + size;
+}
+
+std::vector<std::int16_t> numbers(const std::string& samples)
+{
+    std::vector<std::int16_t> all(samples.size() / sizeof(std::int16_t));
+    std::memcpy(all.data(), samples.data(), samples.size());
+    return all;
+}
+
+constexpr std::int16_t lowest = std::numeric_limits<std::int16_t>::min();
+constexpr std::int16_t highest = std::numeric_limits<std::int16_t>::max();
 
 /// Volumes that change in the middle of a long track, which waits for the test to listen.
 class volume_while_playing : public real_test
@@ -106,11 +131,44 @@ TEST_F(volume, stays_for_the_next_track)
     EXPECT_TRUE(same_samples(written_samples(22050, 1), decode(second, 0.5).samples));
 }
 
-TEST_F(volume, of_0_is_silence)
+TEST_P(volume_of_silence, plays_nothing_but_zeros)
 {
-    qz_audio_set_volume(player.handle(), 0);
+    qz_audio_set_volume(player.handle(), GetParam());
     EXPECT_TRUE(player.plays(track));
     EXPECT_TRUE(same_samples(written(), std::string(decode(track).samples.size(), '\0')));
+    EXPECT_THAT(player.end(), ElementsAre("volume " + std::to_string(GetParam()), "opened",
+                                          "loaded", "playing", "stopped", "none"));
+}
+
+INSTANTIATE_TEST_SUITE_P(each, volume_of_silence,
+                         ::testing::Values(0, -1, -50, std::numeric_limits<int>::min()), test_name);
+
+TEST_F(volume, of_100000_clips_all_but_the_softest_samples)
+{
+    qz_audio_set_volume(player.handle(), 100'000);
+    EXPECT_TRUE(player.plays(track));
+    const auto loud = numbers(written());
+    const auto soft = numbers(decode(track).samples);
+    ASSERT_EQ(loud.size(), soft.size());
+    constexpr int softest = 33; // What a thousandfold is beyond the highest; and half a step.
+    for (std::size_t at = 0; at < soft.size(); ++at) {
+        if (std::abs(soft[at]) > softest) {
+            ASSERT_EQ(loud[at], soft[at] < 0 ? lowest : highest) << "at " << at;
+        }
+    }
+    EXPECT_TRUE(same_samples(written(), decode(track, 1000.0).samples));
+}
+
+TEST_F(volume, that_is_the_largest_leaves_but_the_lowest_and_the_highest_sample)
+{
+    constexpr int largest = std::numeric_limits<int>::max();
+    qz_audio_set_volume(player.handle(), largest);
+    EXPECT_TRUE(player.plays(track));
+    // Which of the two may have nothing to do with the sample's own sign.
+    EXPECT_THAT(numbers(written()), ::testing::Each(::testing::AnyOf(lowest, highest)));
+    EXPECT_TRUE(same_samples(written(), decode(track, largest / 100.0).samples));
+    EXPECT_THAT(player.end(), ElementsAre("volume " + std::to_string(largest), "opened", "loaded",
+                                          "playing", "stopped", "none"));
 }
 
 TEST_F(volume_while_playing, is_heard_as_it_is_set)
