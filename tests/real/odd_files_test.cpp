@@ -3,6 +3,7 @@
 #include "support_pipe.h"
 #include "support_player.h"
 
+#include "event.h"
 #include "wav_file.h"
 
 #include <mpg123.h>
@@ -228,6 +229,43 @@ TEST_F(odd_files, at_the_end_of_the_longest_path_play)
     EXPECT_TRUE(player.plays(folder + name));
     EXPECT_EQ(qz_audio_get_current_track(player.handle()), folder + name);
     EXPECT_TRUE(same_samples(written_samples(44100, 2), decode(track).samples));
+    EXPECT_THAT(player.end(), ElementsAre("opened", "loaded", "playing", "stopped", "none"));
+}
+
+TEST_F(odd_files, of_more_than_4_GiB_play_their_frames_and_end_with_an_error_after_them)
+{
+    const std::string track = make_track({});
+    const std::string samples = decode(track).samples;
+    fs::resize_file(track, std::uintmax_t{5} << 30);
+    EXPECT_EQ(decode(track).result, MPG123_ERR);
+    told_player player;
+    EXPECT_TRUE(player.plays(track));
+    EXPECT_TRUE(same_samples(written_samples(44100, 2), samples));
+    const std::string error = "error " + std::to_string(MPG123_ERR);
+    EXPECT_THAT(player.end(),
+                ElementsAre("opened", "loaded", "playing", error, error, "stopped", "none"));
+}
+
+TEST_F(odd_files, at_a_relative_path_are_those_of_the_folder_where_the_process_is_when_they_load)
+{
+    const fs::path before = fs::current_path();
+    fs::create_directory(path("there"));
+    const std::string here = make_track({});
+    const std::string there = make_track({"there/track.mp3", 22050});
+
+    told_player player;
+    const auto arrived = std::make_shared<event>();
+    const auto wait = [arrived] { EXPECT_TRUE(arrived->wait()); };
+    qz_thread_service_exec(player.handle()->thread_service, wait, __FILE__, __LINE__);
+    fs::current_path(fs::path(here).parent_path());
+    qz_audio_set_audio_track(player.handle(), "track.mp3");
+    qz_audio_play(player.handle());
+    fs::current_path(fs::path(there).parent_path());
+    arrived->set();
+    EXPECT_TRUE(player.waits_for("stopped"));
+    fs::current_path(before);
+    EXPECT_TRUE(same_samples(written_samples(22050, 2), decode(there).samples));
+    EXPECT_EQ(qz_audio_get_current_track(player.handle()), "track.mp3");
     EXPECT_THAT(player.end(), ElementsAre("opened", "loaded", "playing", "stopped", "none"));
 }
 
