@@ -2,11 +2,13 @@
 
 #include <mpg123.h>
 
+#include <atomic>
+
 namespace
 {
 
-int inits = 0;
-int exits = 0;
+std::atomic<int> inits{0};
+std::atomic<int> exits{0};
 
 } // namespace
 

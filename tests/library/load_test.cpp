@@ -1,6 +1,7 @@
 #include "decoder_counts.h"
 #include "event.h"
 #include "loaded_library.h"
+#include "on_threads.h"
 #include "silent_sound.h"
 
 #include <gmock/gmock.h>
@@ -66,7 +67,8 @@ TEST(LoadTest, PlayersThreadsEndAfterTheUnload)
     EXPECT_TRUE(wait_until([] { return threads_named("audio") == 0; }));
 }
 
-// In a process of its own, since the first player keeps the library for good.
+// Each in a process of its own, since the first player keeps the library for good.
+
 TEST(LoadTest, LibraryLoadedByARelativePathStaysToo)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
@@ -82,4 +84,25 @@ TEST(LoadTest, LibraryLoadedByARelativePathStaysToo)
             std::exit(testing::Test::HasFailure() ? 1 : 0); // NOLINT(concurrency-mt-unsafe)
         },
         testing::ExitedWithCode(0), "");
+}
+
+TEST(LoadTest, LoadsUsesAndUnloadsOnManyThreadsDoNotDisturbEachOther)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    for (int process = 0; process < 10; ++process) {
+        EXPECT_EXIT(
+            {
+                on_threads(8, [](unsigned number) {
+                    for (int round = 0; round < 20; ++round) {
+                        const loaded_library library;
+                        if (number % 2 == 0) {
+                            library.destroy(library.create(), __FILE__, __LINE__);
+                        }
+                    }
+                });
+                EXPECT_TRUE(is_mapped("libqz_audio.so"));
+                std::exit(testing::Test::HasFailure() ? 1 : 0); // NOLINT(concurrency-mt-unsafe)
+            },
+            testing::ExitedWithCode(0), "");
+    }
 }
