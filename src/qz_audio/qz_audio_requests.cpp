@@ -60,10 +60,7 @@ bool _qz_audio::set_repeat(bool b)
 {
     post(
         this, [b](_qz_audio* player) { get_audio_data(player)->repeat = b; }, __FILE__, __LINE__);
-    // The request is posted: what tells of it must not be missing.
-    retry_on_bad_alloc([&] {
-        const std::lock_guard<std::mutex> lock(property_mutex);
-        QZ_AUDIO_CHECK("repeat", qz_property_set<bool>(property_list,"repeat",b));
-    });
+    const std::lock_guard<std::mutex> lock(property_mutex);
+    QZ_AUDIO_CHECK("repeat", qz_property_set<bool>(property_list,"repeat",b));
     return true;
 }
