@@ -50,7 +50,8 @@ function(qz_add_shared_library name version_script)
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     LINK_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${version_script}")
-  target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+  # Boost's checks of shared ownership stay, whatever the build type defines.
+  target_compile_options(${name} PRIVATE -UNDEBUG $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
   target_link_options(${name} PRIVATE
     "LINKER:--version-script=${CMAKE_CURRENT_SOURCE_DIR}/${version_script}")
   if(NOT QZ_SANITIZE) # whose run-time library only the program links

@@ -288,6 +288,24 @@ TEST_F(LifecycleTest, HasNoHandleOfItselfOnceNothingOwnsIt)
     EXPECT_TRUE(asked);
 }
 
+TEST_F(LifecycleTest, AWeakReferenceToAnotherObjectEndsTheProcess)
+{
+    qz_audio_destroy(player, "main", 1);
+    platform::run_all();
+    const qz_audio_ptr other = qz_audio_new();
+    _qz_object* const object = player.get();
+    bool asked = false;
+    at_call("property_lock", [&] {
+        object->_internal_accept_owner(&other, other.get());
+        EXPECT_DEATH(object->shared_object(), "p.get\\(\\) == this");
+        asked = true;
+    });
+    player.reset();
+    EXPECT_TRUE(asked);
+    qz_audio_destroy(other, "main", 2);
+    platform::run_all();
+}
+
 // Destruction
 
 TEST_F(LifecycleTest, DestroyOfAFreshPlayerTakesItsStepsInOrder)
