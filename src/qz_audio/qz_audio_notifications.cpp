@@ -6,6 +6,7 @@
 #include "qz_audio/qz_audio_retry.h"
 
 #include <mutex>
+#include <string_view>
 
 // In each function the local copy of the callback outlives the lock, so that what the callback captured is
 // never destroyed with the lock held. Each retries when out of memory: a lost report would never be repeated.
@@ -18,6 +19,12 @@ const char* error_text(_audio_data& adata)
 {
     const char* const text = mpg123_strerror(adata.mh);
     return text != nullptr ? text : out123_strerror(adata.ao);
+}
+
+bool is_refused_format(const char* text)
+{
+    constexpr std::string_view refusal = "Unable to set up output format";
+    return text != nullptr && std::string_view(text).substr(0, refusal.size()) == refusal;
 }
 
 } // namespace
@@ -51,6 +58,9 @@ bool call_on_error(qz_audio_ptr ptr, int code)
         std::function<void(qz_audio_ptr, int)> on_error;
         const std::lock_guard<std::mutex> lock(ptr->property_mutex);
         const char* const text = adata != nullptr ? error_text(*adata) : nullptr;
+        if (adata != nullptr) {
+            adata->reported_refusal = is_refused_format(text);
+        }
         if (text != nullptr) {
             const std::string error_str = text;
             QZ_AUDIO_CHECK("error_str", qz_property_set<std::string> (ptr->property_list,"error_str",error_str));

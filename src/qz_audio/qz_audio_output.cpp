@@ -35,6 +35,7 @@ int open_handles(_qz_audio* player, _audio_data* adata)
     QZ_AUDIO_CHECK("status must be 'none'", adata->status == qz_audio_status_none);
     adata->mh = mpg123_new(nullptr, &adata->error);
     adata->pinned = false;
+    adata->decoder = decoder_state::usable;
     if (adata->mh == nullptr) {
         call_on_error(handle_of(player), adata->error);
         return adata->error;

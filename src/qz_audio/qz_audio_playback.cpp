@@ -12,6 +12,13 @@
 namespace
 {
 
+void note_rewind(_audio_data& adata)
+{
+    if (adata.decoder == decoder_state::refused_format) {
+        adata.decoder = decoder_state::rewound_after_refusal;
+    }
+}
+
 /// How an entry into the play task has ended.
 struct outcome {
     int code;
@@ -46,6 +53,7 @@ private:
     void apply_volume();
     next decode();
     int read_block();
+    void report_failed_read(int result);
     void announce_playing();
     bool serve_tasks();
     next decide();
@@ -123,10 +131,9 @@ int play_loop::restart_output()
     return 0;
 }
 
-/// libmpg123 1.31 may write beyond its own memory when it has failed, is rewound and decodes on.
 int play_loop::restart_rewound_decoder()
 {
-    return adata_->rewound_after_failure ? restart_decoder(player_) : 0;
+    return adata_->decoder == decoder_state::rewound_after_refusal ? restart_decoder(player_) : 0;
 }
 
 /// Releases the handles also where the reports fail: without them nothing is open.
@@ -169,8 +176,7 @@ play_loop::next play_loop::decode()
     for (;;) {
         const int result = read_block();
         if (result != MPG123_OK && result != MPG123_DONE && result != MPG123_NEED_MORE) {
-            adata_->decoder_failed = true;
-            call_on_error(handle_of(player_), result);
+            report_failed_read(result);
             return is_superseded() ? next::leave : next::finish;
         }
         if (std::exchange(first, false)) {
@@ -191,6 +197,16 @@ int play_loop::read_block()
     adata_->error = result;
     out123_play(adata_->ao, adata_->buffer, adata_->done);
     return result;
+}
+
+void play_loop::report_failed_read(int result)
+{
+    run_finally([&] { call_on_error(handle_of(player_), result); },
+                [&] {
+                    if (result == MPG123_ERR && adata_->reported_refusal) {
+                        adata_->decoder = decoder_state::refused_format;
+                    }
+                });
 }
 
 void play_loop::announce_playing()
@@ -236,7 +252,7 @@ play_loop::next play_loop::rewind()
     if (adata_->error != 0) {
         return next::finish;
     }
-    adata_->rewound_after_failure = adata_->decoder_failed;
+    note_rewind(*adata_);
     return restart_rewound_decoder() == 0 ? next::read : next::finish;
 }
 
@@ -257,7 +273,7 @@ void drop_and_rewind(_audio_data& adata)
     // A failed second open leaves no decoder behind, and seeking without one crashes.
     if (adata.mh != nullptr) {
         mpg123_seek(adata.mh, 0, SEEK_SET);
-        adata.rewound_after_failure = adata.decoder_failed;
+        note_rewind(adata);
     }
 }
 

@@ -9,6 +9,10 @@
 
 #include <cstddef>
 
+/// Whether the decoder may go on with its open track. libmpg123 1.31 writes beyond its memory when it has
+/// refused the format of a later part of a track, is rewound and decodes again.
+enum class decoder_state { usable, refused_format, rewound_after_refusal };
+
 /// What the player's thread works on, without a lock. Created by the player's constructor; after the
 /// stop of destruction only the later steps of destruction touch its handles and its status.
 ///
@@ -36,8 +40,9 @@ public:
     bool in_play = false;            ///< The play task runs.
     qz_audio_status status = qz_audio_status_none; ///< The engine's own copy.
 
-    bool decoder_failed = false;        ///< A read of the open track has failed.
-    bool rewound_after_failure = false; ///< The track was rewound since.
+    decoder_state decoder = decoder_state::usable;
+    bool reported_refusal =
+        false;           ///< The text of the last reported error is that of a refused format.
     bool pinned = false; ///< This decoder's output format was narrowed to that of an earlier track.
 };
 

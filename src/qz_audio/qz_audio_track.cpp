@@ -31,8 +31,6 @@ int open_file(_qz_audio* player, _audio_data& adata)
 {
     std::string path;
     retry_on_bad_alloc([&] { path = player->get_current_track(); });
-    adata.decoder_failed = false;
-    adata.rewound_after_failure = false;
     return mpg123_open(adata.mh, path.c_str());
 }
 
@@ -82,6 +80,7 @@ int do_set_audio_track(_qz_audio* player)
             return result;
         }
     }
+    adata->decoder = decoder_state::usable;
     if (open_file(player, *adata) != 0) {
         return fail_open_file(player, *adata);
     }
@@ -106,9 +105,9 @@ int restart_decoder(_qz_audio* player)
 {
     _audio_data* const adata = get_audio_data(player);
     if (open_file(player, *adata) == 0 && negotiate_format(*adata) == 0) {
+        adata->decoder = decoder_state::usable;
         return 0;
     }
-    adata->rewound_after_failure = true; // for the next play to try again
     adata->error = mpg123_errcode(adata->mh);
     return adata->error;
 }

@@ -37,7 +37,8 @@ namespace
 struct library_state {
     std::mutex mutex;
     std::map<std::string, track> tracks;
-    std::map<int, std::string> texts;
+    std::map<int, std::string> texts{
+        {MPG123_BAD_OUTFORMAT, "Unable to set up output format! (code 1)"}};
     handle_table<mpg123_handle> handles{"mh"};
 };
 
@@ -234,6 +235,7 @@ int mpg123_read(mpg123_handle* mh, void* outmemory, std::size_t outmemsize, std:
         return static_cast<int>(call.answer_or(MPG123_DONE));
     }
     const auto& block = blocks[handle->next_block++];
+    handle->error = block.error;
     *done = outmemory == nullptr ? 0 : std::min(outmemsize, block.bytes.size());
     std::copy_n(block.bytes.begin(), *done, static_cast<char*>(outmemory));
     return static_cast<int>(call.answer_or(block.result));

@@ -21,6 +21,7 @@ namespace substitute
 struct block {
     int result = MPG123_OK;
     std::string bytes;
+    int error = MPG123_OK; ///< What the handle's last error is then.
 };
 
 /// What a path leads to. After the last block every read gives `MPG123_DONE` and nothing.
