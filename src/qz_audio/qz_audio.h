@@ -109,6 +109,7 @@
 
 #include "system/qz_system.h"
 
+#include <atomic>
 #include <functional>
 #include <string>
 
@@ -175,6 +176,9 @@ public:
     /// and status alone.
     /// Touched on the player's thread only.
     bool closed = false;
+    /// Stops, new tracks and destroys that were posted and have not run yet. They end the wait for the end of a
+    /// track's sound.
+    std::atomic<int> pending_halts{0};
 };
 
 // ---------------------------------------------------------------------------------------------------

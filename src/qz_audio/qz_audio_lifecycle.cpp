@@ -173,9 +173,11 @@ void post_last_stop(_qz_audio* player)
     qz_thread_service_exec(
         player->thread_service,
         [self = std::move(self), completion = std::move(completion), player] {
+            --player->pending_halts;
             run_finally([&] { run_if_open(player, do_stop); }, [&] { close(player, completion); });
         },
         __FILE__, __LINE__);
+    ++player->pending_halts;
 }
 
 /// Makes a destroy that ran out of memory repeatable. Allocates nothing.

@@ -2,8 +2,11 @@
 #include "qz_audio/qz_audio_diagnostics.h"
 #include "qz_audio/qz_audio_engine.h"
 #include "qz_audio/qz_audio_notifications.h"
+#include "qz_audio/qz_audio_playout.h"
 #include "qz_audio/qz_audio_task.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -11,6 +14,16 @@
 
 namespace
 {
+
+/// Returns how long the record's block sounds.
+duration length_of(const _audio_data& adata)
+{
+    const double bytes_per_second =
+        static_cast<double>(adata.framesize) * static_cast<double>(adata.rate);
+    const std::chrono::duration<double> length(
+        bytes_per_second > 0 ? static_cast<double>(adata.done) / bytes_per_second : 0);
+    return std::chrono::duration_cast<duration>(length);
+}
 
 void note_rewind(_audio_data& adata)
 {
@@ -59,6 +72,7 @@ private:
     next decide();
     next rewind();
     outcome finish();
+    void wait_until_played();
 
     [[nodiscard]] bool has_status(qz_audio_status status) const { return adata_->status == status; }
     [[nodiscard]] bool is_superseded() const { return player_->play_generation != generation_; }
@@ -66,6 +80,7 @@ private:
     _qz_audio* const player_;
     _audio_data* const adata_;
     const unsigned long generation_;
+    playout playout_;
 };
 
 outcome play_loop::play()
@@ -195,7 +210,11 @@ int play_loop::read_block()
 {
     const int result = mpg123_read(adata_->mh, adata_->buffer, adata_->buffer_size, &adata_->done);
     adata_->error = result;
+    const time_point start = clock_now();
     out123_play(adata_->ao, adata_->buffer, adata_->done);
+    if (const duration length = length_of(*adata_); length > duration::zero()) {
+        playout_.add_write(start, clock_now(), length);
+    }
     return result;
 }
 
@@ -262,7 +281,25 @@ outcome play_loop::finish()
     if (adata_->error != 0 && adata_->error != MPG123_DONE) {
         call_on_error(handle_of(player_), adata_->error);
     }
-    return {0, has_status(qz_audio_status_playing)};
+    if (!has_status(qz_audio_status_playing)) {
+        return {0, false};
+    }
+    if (adata_->error == MPG123_DONE) {
+        wait_until_played();
+    }
+    return {0, true};
+}
+
+/// At a track's end: the stop drops what the device still buffers. Requests that end the track anyway end the
+/// wait.
+void play_loop::wait_until_played()
+{
+    constexpr duration look = std::chrono::milliseconds(5);
+    const time_point end = playout_.end();
+    for (time_point now = clock_now(); now < end && player_->pending_halts == 0;
+         now = clock_now()) {
+        clock_sleep(std::min(end - now, look));
+    }
 }
 
 /// Drops what the device buffers and goes back to the track's start.

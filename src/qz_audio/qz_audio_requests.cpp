@@ -29,10 +29,12 @@ void _qz_audio::open()
 void _qz_audio::set_audio_track(std::string file_path)
 {
     auto load = [file_path = std::move(file_path)](_qz_audio* player) {
+        --player->pending_halts;
         retry_on_bad_alloc([&] { store_track(*player, file_path); });
         do_set_audio_track(player);
     };
     post(this, std::move(load), __FILE__, __LINE__);
+    ++pending_halts;
 }
 
 void _qz_audio::play()
@@ -51,9 +53,11 @@ void _qz_audio::stop(std::function<void(qz_audio_ptr)> cb)
     qz_thread_service_exec(
         thread_service,
         [self = std::move(self), cb = std::move(cb), this] {
+            --pending_halts;
             run_finally([&] { run_if_open(this, do_stop); }, [&] { post_completion(this, cb); });
         },
         __FILE__, __LINE__);
+    ++pending_halts;
 }
 
 bool _qz_audio::set_repeat(bool b)

@@ -10,6 +10,7 @@
 #include "qz_audio/qz_audio_record.h"
 #include "qz_system_substitute.h"
 #include "statuses.h"
+#include "virtual_clock.h"
 
 #include <gtest/gtest.h>
 

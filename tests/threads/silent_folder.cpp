@@ -21,7 +21,10 @@ struct silent_frame {
 constexpr silent_frame stereo_at_44100{{'\xff', '\xfb', '\x10', '\x00'}, 104};
 constexpr silent_frame mono_at_48000{{'\xff', '\xfb', '\x14', '\xc0'}, 96};
 
-std::string frames(const silent_frame& frame, int count)
+/// More than 0.6 s: the end of a shorter track would be waited for, although nothing sounds.
+constexpr int count = 30;
+
+std::string frames(const silent_frame& frame)
 {
     std::string bytes(frame.header.begin(), frame.header.end());
     bytes.resize(frame.size);
@@ -53,10 +56,10 @@ std::string silent_folder::put(const std::string& name, const std::string& conte
 
 std::string silent_frames()
 {
-    return frames(stereo_at_44100, 20);
+    return frames(stereo_at_44100);
 }
 
 std::string other_silent_frames()
 {
-    return frames(mono_at_48000, 20);
+    return frames(mono_at_48000);
 }

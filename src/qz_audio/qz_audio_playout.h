@@ -1,0 +1,40 @@
+/// \file
+/// \brief Estimates when the device will have played what was written to it.
+#pragma once
+
+#include "qz_audio/qz_audio_clock.h"
+
+/// The writes of one entry into the play task.
+///
+/// The device itself is asked nothing: asking would be a library call. How long the writes block shows how much
+/// the device buffers. Where the estimate is uncertain, as after a stall, it is too late and never too early.
+class playout
+{
+public:
+    /// Notes a write of `length` of sound, more than none, which was in progress from `start` to `end`.
+    void add_write(time_point start, time_point end, duration length);
+
+    /// Returns when the device has played what was written, or the past if nothing was written or the sink does
+    /// not keep time, such as a file.
+    [[nodiscard]] time_point end() const;
+
+private:
+    [[nodiscard]] duration buffered() const;
+    [[nodiscard]] bool follows_the_clock() const;
+
+    time_point first_end_; ///< The first write returned.
+    time_point last_end_;  ///< The last write returned.
+    duration written_{};
+
+    // Once a write has blocked, the device was full, and plays.
+    bool has_blocked_ = false;
+    time_point first_blocked_end_;
+    time_point last_blocked_start_;
+    duration longest_blocked_{};
+    duration since_blocked_{}; ///< Written by the last write that blocked and by those after it.
+
+    duration level_{}; ///< At most so much is in the device's buffer after the last write.
+    duration
+        capacity_{};   ///< The highest level within three seconds of the first write that blocked.
+    duration block_{}; ///< The longest write.
+};
