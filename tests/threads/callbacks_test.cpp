@@ -362,3 +362,84 @@ TEST_F(CapturesTest, MayOwnTheirOwnPlayer)
     register_all(player, [&player] { return at_end([player] {}); });
     destroy(player);
 }
+
+namespace
+{
+
+/// A capture that can be moved, but no longer be copied.
+class uncopied
+{
+public:
+    uncopied() = default;
+    ~uncopied() = default;
+    uncopied(const uncopied&) { throw std::runtime_error("copy failed"); }
+    uncopied(uncopied&&) noexcept {}
+    uncopied& operator=(const uncopied&) = delete;
+};
+
+class EachStatusCapturesTest : public CapturesTest,
+                               public testing::WithParamInterface<qz_audio_status>
+{
+protected:
+    static void register_uncopied(const qz_audio_ptr& player)
+    {
+        qz_audio_on_status_change(
+            player,
+            [capture = uncopied()](const qz_audio_ptr&, qz_audio_status) { ADD_FAILURE(); });
+        qz_audio_on_error(player,
+                          [capture = uncopied()](const qz_audio_ptr&, int) { ADD_FAILURE(); });
+        qz_audio_on_volume_change(
+            player, [capture = uncopied()](const qz_audio_ptr&, int) { ADD_FAILURE(); });
+    }
+
+    static void play(const qz_audio_ptr& player, const std::string& track)
+    {
+        qz_audio_set_audio_track(player, track);
+        qz_audio_play(player);
+    }
+
+    void end(const qz_audio_ptr& player)
+    {
+        destroy(player);
+        ASSERT_TRUE(wait_until([&player] { return player.use_count() == 1; }));
+        ASSERT_TRUE(wait_for_callbacks());
+        const std::string error = "\x1b[1;31mQZ-SYSTEM**ERROR**\x1b[0;0m: copy failed\n";
+        EXPECT_THAT(output_.steps(), testing::Contains(error));
+        EXPECT_THAT(output_.steps(), testing::Each(testing::AnyOf(error, "flush")));
+    }
+
+    captured_output output_;
+};
+
+} // namespace
+
+TEST_P(EachStatusCapturesTest, MayThrowWhenCopied)
+{
+    const qz_audio_ptr player = make_player();
+    bring_to(player, GetParam());
+    register_uncopied(player);
+    qz_audio_set_volume(player, 50);
+    play(player, broken_track());
+    play(player, silent_track());
+    qz_audio_stop(player, [capture = uncopied()](const qz_audio_ptr&) { ADD_FAILURE(); });
+    end(player);
+}
+
+TEST_P(EachStatusCapturesTest, ThatThrowWhenCopiedMayBeReplaced)
+{
+    const qz_audio_ptr player = make_player();
+    bring_to(player, GetParam());
+    register_uncopied(player);
+    play(player, silent_track());
+    EXPECT_TRUE(output_.wait_for_lines(1));
+    clear_all(player);
+    status_log log(player);
+    qz_audio_set_repeat(player, false);
+    play(player, silent_track());
+    EXPECT_TRUE(log.wait_for(qz_audio_status_playing));
+    EXPECT_TRUE(log.wait_for(qz_audio_status_stopped));
+    end(player);
+}
+
+INSTANTIATE_TEST_SUITE_P(From, EachStatusCapturesTest, testing::ValuesIn(all_statuses()),
+                         [](const auto& tested) { return status_name(tested.param); });
