@@ -1,4 +1,5 @@
 #include "call_log.h"
+#include "captured_output.h"
 #include "event.h"
 #include "failing_allocation.h"
 #include "mpg123_substitute.h"
@@ -7,9 +8,11 @@
 #include "qz_audio/qz_audio.h"
 
 #include <boost/weak_ptr.hpp>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <array>
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -138,4 +141,29 @@ TEST_F(ThreadsAllocationTest, FailsAndTheNextPlayerPlays)
     }
     RecordProperty("failures", std::to_string(number - 1));
     EXPECT_GT(number, 100U);
+}
+
+TEST_F(ThreadsAllocationTest, ThatKeepsFailingForAReportIsGivenUpAfterASecond)
+{
+    captured_output output;
+    constexpr std::size_t size = 4321;
+    const qz_audio_ptr player = qz_audio_new();
+    qz_audio_on_status_change(player, [capture = std::array<char, size>()](
+                                          qz_audio_ptr, qz_audio_status) { ADD_FAILURE(); });
+    const auto begin = std::chrono::steady_clock::now();
+    {
+        const failing_size failing(size);
+        qz_audio_open(player);
+        EXPECT_TRUE(output.wait_for_lines(1));
+    }
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+    EXPECT_THAT(
+        output.steps(),
+        testing::ElementsAre("\x1b[1;31mQZ-SYSTEM**ERROR**\x1b[0;0m: std::bad_alloc\n", "flush"));
+
+    qz_audio_on_status_change(player, nullptr);
+    qz_audio_destroy(player, __FILE__, __LINE__);
+    EXPECT_TRUE(wait_until([&player] { return player.use_count() == 1; }));
+    live();
+    EXPECT_EQ(substitute::played().substr(0, 4), "aaaa");
 }

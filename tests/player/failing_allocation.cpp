@@ -22,6 +22,8 @@ thread_local void* found = nullptr;
 std::atomic<unsigned> allocations_left_anywhere{0};
 std::atomic<bool> failed_anywhere{false};
 
+std::atomic<std::size_t> size_that_fails{0}; // 0 while there is none
+
 bool is_last_here()
 {
     failed = --allocations_left == 0;
@@ -39,11 +41,15 @@ bool is_last_anywhere()
     return left == 1;
 }
 
-bool fails_now()
+bool fails_now(std::size_t size)
 {
-    if ((allocations_left == 0 && allocations_left_anywhere == 0) ||
+    const bool this_size = size != 0 && size == size_that_fails;
+    if ((!this_size && allocations_left == 0 && allocations_left_anywhere == 0) ||
         substitute::inside_substitute()) {
         return false;
+    }
+    if (this_size) {
+        return true;
     }
     return allocations_left != 0 ? is_last_here() : is_last_anywhere();
 }
@@ -75,7 +81,7 @@ static void* next_malloc(std::size_t size)
 // frame behind, so that the leak checker knows the dynamic linker's own memory by who asked for it.
 extern "C" __attribute__((no_sanitize("address", "thread"))) void* malloc(std::size_t size) noexcept
 {
-    const bool fails = __atomic_load_n(&armed, __ATOMIC_RELAXED) != 0 && fails_now();
+    const bool fails = __atomic_load_n(&armed, __ATOMIC_RELAXED) != 0 && fails_now(size);
     return fails ? nullptr : next_malloc(size);
 }
 
@@ -113,6 +119,18 @@ failing_allocation_anywhere::~failing_allocation_anywhere()
 bool failing_allocation_anywhere::has_failed()
 {
     return failed_anywhere;
+}
+
+failing_size::failing_size(std::size_t size)
+{
+    size_that_fails = size;
+    __atomic_add_fetch(&armed, 1, __ATOMIC_RELAXED);
+}
+
+failing_size::~failing_size()
+{
+    __atomic_sub_fetch(&armed, 1, __ATOMIC_RELAXED);
+    size_that_fails = 0;
 }
 
 first_allocation::first_allocation(std::size_t size)

@@ -32,6 +32,17 @@ public:
     [[nodiscard]] static bool has_failed();
 };
 
+/// While this lives, each allocation of `size` bytes, by any thread, that is not a substitute's own fails.
+/// One at a time.
+class failing_size
+{
+public:
+    explicit failing_size(std::size_t size);
+    ~failing_size();
+    failing_size(const failing_size&) = delete;
+    failing_size& operator=(const failing_size&) = delete;
+};
+
 /// Finds the first allocation of `size` bytes from now on that is not a substitute's own: for what the
 /// code under test leaves without an owner. One at a time.
 class first_allocation
