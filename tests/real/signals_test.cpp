@@ -31,15 +31,16 @@ class handled_signal
 public:
     explicit handled_signal(int flags)
     {
-        struct sigaction action {
-        };
-        action.sa_handler = &count_signal;
-        action.sa_flags = flags;
-        sigaction(SIGUSR1, &action, nullptr);
+        action_.sa_handler = &count_signal;
+        action_.sa_flags = flags;
+        sigaction(SIGUSR1, &action_, nullptr);
     }
     ~handled_signal() { std::signal(SIGUSR1, SIG_IGN); }
     handled_signal(const handled_signal&) = delete;
     handled_signal& operator=(const handled_signal&) = delete;
+
+private:
+    struct sigaction action_ = {};
 };
 
 pid_t thread_of(const qz_audio_ptr& player)
