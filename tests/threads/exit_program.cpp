@@ -17,14 +17,6 @@
 #include <thread>
 #include <vector>
 
-// Set in a child: LeakSanitizer would miss there what the threads of the parent own.
-static int in_child = 0;
-extern "C" int __lsan_is_turned_off();
-extern "C" int __lsan_is_turned_off()
-{
-    return in_child;
-}
-
 namespace
 {
 
@@ -135,7 +127,6 @@ void have_children(void (*end)())
         const pid_t child = fork();
         require(child >= 0);
         if (child == 0) {
-            in_child = 1;
             set_alarm(); // The parent's is not inherited.
             end();
         }

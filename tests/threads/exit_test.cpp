@@ -25,5 +25,11 @@ INSTANTIATE_TEST_SUITE_P(By, ExitWhilePlayingTest,
                          [](const auto& tested) { return tested.param; });
 
 INSTANTIATE_TEST_SUITE_P(AfterFork, ExitWhilePlayingTest,
-                         testing::Values("child_ends_at_once", "child_exits", "child_executes"),
+                         testing::Values("child_ends_at_once", "child_executes"),
                          [](const auto& tested) { return tested.param; });
+
+// A sanitizer's own locks may be taken for good in a child, and its search for leaks misses the threads.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+INSTANTIATE_TEST_SUITE_P(AfterForkToo, ExitWhilePlayingTest, testing::Values("child_exits"),
+                         [](const auto& tested) { return tested.param; });
+#endif
