@@ -53,7 +53,7 @@ class Bench:
     def paced_device(self) -> dict[str, str]:
         """An environment in which sound goes nowhere at its real rate, and events are noted."""
         return {
-            **self.alsa("paced", "type paced"),
+            **self.alsa("paced", "type paced frames 4096"),
             "ALSA_PLUGIN_DIR": str(self.build / "lib"),
             "BENCH_EVENTS": str(self.work / "events"),
         }

@@ -8,7 +8,7 @@
 set -eu
 
 build="g++ make cmake libboost-dev libmpg123-dev mpg123 libcli11-dev libtermkey-dev libncurses-dev libsdbus-c++-dev libutfcpp-dev"
-test="libgtest-dev libgmock-dev lame sox pulseaudio pulseaudio-utils dbus-daemon dbus-bin playerctl binutils procps pkgconf desktop-file-utils tmux"
+test="libgtest-dev libgmock-dev libasound2-dev lame sox pulseaudio pulseaudio-utils dbus-daemon dbus-bin playerctl binutils procps pkgconf desktop-file-utils tmux"
 check="clang libclang-rt-dev clang-format clang-tidy black gcovr valgrind"
 abi="abigail-tools"
 model="spin gcc"

@@ -1,16 +1,25 @@
 // A sound card without sound, as a plugin of ALSA: `type paced`. It takes frames at their real rate, frees
-// its buffer a period at a time, and notes the moments "first" (frames come) and "silent" (none are left).
+// its buffer a period at a time, and notes the moments "first" (frames come) and "silent" (none are left)
+// where BENCH_EVENTS names a file. Its configuration may hold:
+//
+// frames N       the size of its buffer, which has four periods; or else what the program asks for
+// played "FILE"  gets a line for each time it sounded, with the number of frames that it played
 
 #include "noted_event.h"
 
 #include <alsa/asoundlib.h>
 #include <alsa/pcm_external.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
+#include <fstream>
 #include <memory>
+#include <string>
 #include <thread>
+#include <utility>
 
 #include <sys/timerfd.h>
 
@@ -21,13 +30,21 @@ using clock_type = std::chrono::steady_clock; // CLOCK_MONOTONIC, as the timer's
 using std::chrono::nanoseconds;
 
 constexpr unsigned int frame_bytes = 4; // 16 bits, stereo
-constexpr unsigned int period_bytes = 1024 * frame_bytes;
 constexpr unsigned int periods = 4;
+
+struct sink_settings {
+    long frames = 0;    ///< Of its buffer; 0 when the program chooses.
+    std::string played; ///< The file that gets the numbers of frames; empty for none.
+};
 
 class paced_sink
 {
 public:
-    paced_sink() : timer_(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {}
+    explicit paced_sink(sink_settings settings)
+        : settings_(std::move(settings)),
+          timer_(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))
+    {
+    }
     ~paced_sink() { close(timer_); }
     paced_sink(const paced_sink&) = delete;
     paced_sink& operator=(const paced_sink&) = delete;
@@ -39,19 +56,31 @@ public:
     void start();
     void stop();
     void drain();
-    [[nodiscard]] snd_pcm_sframes_t position() const;
+    [[nodiscard]] snd_pcm_sframes_t position();
     void take_tick() const;
 
 private:
     [[nodiscard]] int restrict_parameters();
     [[nodiscard]] nanoseconds length_of(snd_pcm_uframes_t frames) const;
+    [[nodiscard]] snd_pcm_uframes_t frames_of_clock() const;
     void beat(nanoseconds period) const;
+    void note_played() const;
 
+    const sink_settings settings_;
     snd_pcm_ioplug_t io_{};
     int timer_;
     clock_type::time_point started_;
+    bool runs_ = false;
     bool sounds_ = false;
 };
+
+/// For what only the benchmarks ask for.
+void note_moment(const char* what)
+{
+    if (std::getenv("BENCH_EVENTS") != nullptr) {
+        note_event(what);
+    }
+}
 
 paced_sink& sink_of(snd_pcm_ioplug_t* io)
 {
@@ -134,6 +163,9 @@ int paced_sink::restrict_parameters()
 {
     const unsigned int access = SND_PCM_ACCESS_RW_INTERLEAVED;
     const unsigned int format = SND_PCM_FORMAT_S16_LE;
+    const auto asked = static_cast<unsigned int>(settings_.frames) / periods * frame_bytes;
+    const unsigned int least_period = asked != 0 ? asked : 64 * frame_bytes;
+    const unsigned int most_period = asked != 0 ? asked : 65536 * frame_bytes;
     const auto hold = [this](int what, unsigned int least, unsigned int most) {
         return snd_pcm_ioplug_set_param_minmax(&io_, what, least, most) == 0;
     };
@@ -141,7 +173,7 @@ int paced_sink::restrict_parameters()
         snd_pcm_ioplug_set_param_list(&io_, SND_PCM_IOPLUG_HW_ACCESS, 1, &access) == 0 &&
         snd_pcm_ioplug_set_param_list(&io_, SND_PCM_IOPLUG_HW_FORMAT, 1, &format) == 0 &&
         hold(SND_PCM_IOPLUG_HW_CHANNELS, 2, 2) && hold(SND_PCM_IOPLUG_HW_RATE, 8000, 48000) &&
-        hold(SND_PCM_IOPLUG_HW_PERIOD_BYTES, period_bytes, period_bytes) &&
+        hold(SND_PCM_IOPLUG_HW_PERIOD_BYTES, least_period, most_period) &&
         hold(SND_PCM_IOPLUG_HW_PERIODS, periods, periods);
     return held ? 0 : -EINVAL;
 }
@@ -149,7 +181,7 @@ int paced_sink::restrict_parameters()
 void paced_sink::take_frames()
 {
     if (!sounds_) {
-        note_event("first");
+        note_moment("first");
         sounds_ = true;
     }
 }
@@ -157,15 +189,18 @@ void paced_sink::take_frames()
 void paced_sink::start()
 {
     started_ = clock_type::now();
+    runs_ = true;
     beat(length_of(io_.period_size));
 }
 
 void paced_sink::stop()
 {
     beat(nanoseconds::zero());
-    if (sounds_) {
-        note_event("silent");
-        sounds_ = false;
+    if (std::exchange(runs_, false)) {
+        note_played();
+    }
+    if (std::exchange(sounds_, false)) {
+        note_moment("silent");
     }
 }
 
@@ -176,14 +211,33 @@ void paced_sink::drain()
 }
 
 /// The frames played, in whole periods, as a card tells them by its interrupts.
-snd_pcm_sframes_t paced_sink::position() const
+snd_pcm_sframes_t paced_sink::position()
 {
-    if (io_.state == SND_PCM_STATE_PREPARED) {
+    if (!runs_) {
         return 0;
     }
-    const auto ended = (clock_type::now() - started_) / length_of(io_.period_size);
-    const snd_pcm_uframes_t played = static_cast<snd_pcm_uframes_t>(ended) * io_.period_size;
-    return played > io_.appl_ptr ? -EPIPE : static_cast<snd_pcm_sframes_t>(played);
+    const snd_pcm_uframes_t played = frames_of_clock();
+    if (played > io_.appl_ptr) {
+        stop();
+        return -EPIPE;
+    }
+    return static_cast<snd_pcm_sframes_t>(played / io_.period_size * io_.period_size);
+}
+
+/// As many frames as the time since the start has room for.
+snd_pcm_uframes_t paced_sink::frames_of_clock() const
+{
+    const auto seconds = std::chrono::duration<double>(clock_type::now() - started_);
+    return static_cast<snd_pcm_uframes_t>(seconds.count() * io_.rate);
+}
+
+void paced_sink::note_played() const
+{
+    if (!settings_.played.empty()) {
+        const snd_pcm_uframes_t taken = io_.appl_ptr;
+        std::ofstream(settings_.played, std::ios::app)
+            << std::min(frames_of_clock(), taken) << '\n';
+    }
 }
 
 void paced_sink::take_tick() const
@@ -205,6 +259,23 @@ void paced_sink::beat(nanoseconds period) const
     timerfd_settime(timer_, 0, &setting, nullptr);
 }
 
+int read_settings(snd_config_t* configuration, sink_settings& settings)
+{
+    snd_config_t* entry = nullptr;
+    if (snd_config_search(configuration, "frames", &entry) == 0 &&
+        snd_config_get_integer(entry, &settings.frames) != 0) {
+        return -EINVAL;
+    }
+    const char* file = nullptr;
+    if (snd_config_search(configuration, "played", &entry) == 0) {
+        if (snd_config_get_string(entry, &file) != 0) {
+            return -EINVAL;
+        }
+        settings.played = file;
+    }
+    return 0;
+}
+
 } // namespace
 
 extern "C" {
@@ -212,10 +283,14 @@ extern "C" {
 int SND_PCM_PLUGIN_ENTRY(paced)(snd_pcm_t** pcm, const char* name, snd_config_t*, snd_config_t*,
                                 snd_pcm_stream_t stream, int mode);
 
-int SND_PCM_PLUGIN_ENTRY(paced)(snd_pcm_t** pcm, const char* name, snd_config_t*, snd_config_t*,
-                                snd_pcm_stream_t stream, int mode)
+int SND_PCM_PLUGIN_ENTRY(paced)(snd_pcm_t** pcm, const char* name, snd_config_t*,
+                                snd_config_t* configuration, snd_pcm_stream_t stream, int mode)
 {
-    auto sink = std::make_unique<paced_sink>();
+    sink_settings settings;
+    if (const int error = read_settings(configuration, settings); error != 0) {
+        return error;
+    }
+    auto sink = std::make_unique<paced_sink>(settings);
     if (const int error = sink->create(name, stream, mode); error != 0) {
         return error;
     }
