@@ -142,7 +142,7 @@ bench-check: ## Fails where the library adds more instructions to the decode loo
 
 bench-peers: ## Installs other players, plays a track with each and writes docs/peers.md
 	@$(setup) build measure bench peers
-	$(call build,bench) --target qz_play noted_exec asound_module_pcm_paced
+	$(call build,bench) --target qz_play log_exec asound_module_pcm_paced
 	PYTHONPATH=bench $(python) -m measure.peers build-bench docs
 
 .PHONY: deb deb-check

@@ -1,6 +1,6 @@
-"""usage: python3 -m measure BUILD [--only TOPIC...] [--write DOCS] [--strict]
+"""usage: python3 -m measure BUILD [--only BENCHMARK...] [--write DOCS] [--strict]
 
-Measures the topics (all of them by default) with the programs in the build tree BUILD and prints a table;
+Measures the benchmarks (all of them by default) with the programs in the build tree BUILD and prints a table;
 with --write also writes performance.md and its plots into the folder DOCS. With --strict a missed target
 fails.
 """
@@ -15,19 +15,19 @@ from pathlib import Path
 
 from . import report
 from .bench import Bench
-from .figures import Section
+from .results import Section
 
-TOPICS = [
+BENCHMARKS = [
     "instructions",
-    "realtime",
-    "start",
-    "halt",
-    "memory",
-    "idle",
-    "scaling",
-    "long_track",
-    "queries",
-    "service",
+    "realtime_cpu",
+    "start_latency",
+    "halt_latency",
+    "player_memory",
+    "idle_players",
+    "parallel_players",
+    "memory_growth",
+    "setting_calls",
+    "thread_service",
 ]
 
 
@@ -35,7 +35,7 @@ def main() -> int:
     arguments = _arguments()
     with tempfile.TemporaryDirectory() as work:
         bench = Bench(arguments.build.resolve(), Path(work))
-        sections = [_measure(topic, bench) for topic in arguments.only]
+        sections = [_measure(benchmark, bench) for benchmark in arguments.only]
     print(report.summary(sections))
     if arguments.write:
         _write(sections, arguments.write, bench.build)
@@ -48,15 +48,15 @@ def main() -> int:
 def _arguments() -> argparse.Namespace:
     parser = argparse.ArgumentParser(prog="measure", description=__doc__)
     parser.add_argument("build", type=Path)
-    parser.add_argument("--only", nargs="+", choices=TOPICS, default=TOPICS)
+    parser.add_argument("--only", nargs="+", choices=BENCHMARKS, default=BENCHMARKS)
     parser.add_argument("--write", type=Path)
     parser.add_argument("--strict", action="store_true")
     return parser.parse_args()
 
 
-def _measure(topic: str, bench: Bench) -> Section:
-    print(f"measuring: {topic}", file=sys.stderr, flush=True)
-    return importlib.import_module(f".topics.{topic}", __package__).measure(bench)
+def _measure(benchmark: str, bench: Bench) -> Section:
+    print(f"measuring: {benchmark}", file=sys.stderr, flush=True)
+    return importlib.import_module(f".benchmarks.{benchmark}", __package__).measure(bench)
 
 
 def _write(sections: list[Section], docs: Path, build: Path) -> None:

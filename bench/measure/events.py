@@ -8,7 +8,7 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import IO, Iterator
 
-from .figures import Series
+from .results import Series
 
 
 @dataclass(frozen=True)

@@ -6,7 +6,7 @@ import json
 import subprocess
 from dataclasses import dataclass
 
-from .figures import Series
+from .results import Series
 
 
 @dataclass(frozen=True)

@@ -15,7 +15,7 @@ from pathlib import Path
 from . import machine, report
 from .bench import Bench
 from .events import running_since, times_between
-from .figures import Series
+from .results import Series
 
 PLAYERS = {
     "qz_play": ["qz_play"],
@@ -67,7 +67,7 @@ def _measure(bench: Bench) -> dict[str, list[Cost]]:
 
 def _play(bench: Bench, command: list[str]) -> Cost:
     program = bench.program("qz_play") if command[0] == "qz_play" else command[0]
-    launched = [bench.program("noted_exec"), program, *command[1:], bench.track(60)]
+    launched = [bench.program("log_exec"), program, *command[1:], bench.track(60)]
     environment = {**bench.paced_desktop(), "AUDIODRIVER": "alsa"}  # SoX goes by this one
     with running_since("first", launched, environment) as (pid, events):
         time.sleep(SETTLED_SECONDS)

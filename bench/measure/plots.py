@@ -11,7 +11,7 @@ matplotlib.rcParams["svg.hashsalt"] = "performance"  # the same picture gives th
 
 from matplotlib import pyplot  # noqa: E402
 
-from .figures import Plot  # noqa: E402
+from .results import Plot  # noqa: E402
 
 
 def write(plot: Plot, folder: Path) -> None:

@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from .figures import Check, Row, Section, Table
+from .results import Check, Row, Section, Table
 
 
 def table(headers: list[str], rows: list[list[str]]) -> str:

@@ -5,7 +5,7 @@
 // frames N       the size of its buffer, which has four periods; or else what the program asks for
 // played "FILE"  gets a line for each time it sounded, with the number of frames that it played
 
-#include "noted_event.h"
+#include "event_log.h"
 
 #include <alsa/asoundlib.h>
 #include <alsa/pcm_external.h>
@@ -78,7 +78,7 @@ private:
 void note_moment(const char* what)
 {
     if (std::getenv("BENCH_EVENTS") != nullptr) {
-        note_event(what);
+        log_event(what);
     }
 }
 

@@ -2,7 +2,7 @@
 //
 // usage: idle_players COUNT
 
-#include "idle_crowd.h"
+#include "idle_run.h"
 
 #include "qz_audio/qz_audio.h"
 
@@ -47,5 +47,5 @@ private:
 
 int main(int argc, char** argv)
 {
-    return run_idle_crowd<idle_players>(argc, argv);
+    return run_idle<idle_players>(argc, argv);
 }

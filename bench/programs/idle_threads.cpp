@@ -2,7 +2,7 @@
 //
 // usage: idle_threads COUNT
 
-#include "idle_crowd.h"
+#include "idle_run.h"
 
 #include <condition_variable>
 #include <deque>
@@ -81,5 +81,5 @@ private:
 
 int main(int argc, char** argv)
 {
-    return run_idle_crowd<idle_threads>(argc, argv);
+    return run_idle<idle_threads>(argc, argv);
 }

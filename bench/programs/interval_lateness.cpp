@@ -1,7 +1,7 @@
 // How long after its time each tick of a 10 ms interval begins.
 
 #include "distribution.h"
-#include "runners.h"
+#include "executors.h"
 
 #include <benchmark/benchmark.h>
 
@@ -51,7 +51,7 @@ private:
 
 void service_interval(benchmark::State& state)
 {
-    const running_service service;
+    const service_executor service;
     for (auto _ : state) {
         observer seen;
         qz_thread_service_set_interval(
@@ -63,7 +63,7 @@ BENCHMARK(service_interval)->Iterations(1)->UseRealTime();
 
 void asio_timer(benchmark::State& state)
 {
-    running_context context;
+    asio_executor context;
     boost::asio::steady_timer timer(context.get());
     for (auto _ : state) {
         observer seen;

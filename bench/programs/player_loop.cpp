@@ -2,7 +2,7 @@
 //
 // usage: player_loop TRACK
 
-#include "told_player.h"
+#include "recording_player.h"
 
 #include <cstdio>
 
@@ -12,7 +12,7 @@ int main(int argc, char** argv)
         std::fputs("usage: player_loop TRACK\n", stderr);
         return 1;
     }
-    told_player player;
+    recording_player player;
     qz_audio_set_audio_track(player.get(), argv[1]);
     qz_audio_play(player.get());
     player.wait_for(qz_audio_status_stopped);

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from ..bench import Bench
 from ..events import Event, events_of, events_until, times_between
-from ..figures import Check, Row, Section, Series
+from ..results import Check, Row, Section, Series
 
 SONG = 240
 RUNS = 30
@@ -33,7 +33,7 @@ def _library(bench: Bench, song: str) -> list[Row]:
     def run(program: str) -> list[Event]:
         return events_of([bench.program(program), song, str(PLAYS_A_RUN)], environment)
 
-    rounds = [(run("player_start"), run("bare_start")) for _ in range(RUNS)]
+    rounds = [(run("player_start_latency"), run("bare_start_latency")) for _ in range(RUNS)]
 
     def row(what: str, event: str, limit: float) -> Row:
         ours, bare = (
@@ -55,7 +55,7 @@ def _program(bench: Bench, song: str) -> Row:
     environment = bench.paced_desktop()
 
     def run(*command: str) -> Series:
-        noted = events_until("first", [bench.program("noted_exec"), *command], environment)
+        noted = events_until("first", [bench.program("log_exec"), *command], environment)
         return times_between("exec", "first", noted)
 
     rounds = [

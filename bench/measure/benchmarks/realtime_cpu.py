@@ -7,7 +7,7 @@ import subprocess
 
 from .. import pulse
 from ..bench import Bench
-from ..figures import Check, Row, Section, Series
+from ..results import Check, Row, Section, Series
 from ..processes import cpu_seconds
 
 SECONDS = 15

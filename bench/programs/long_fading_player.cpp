@@ -1,7 +1,7 @@
 // A player that repeats a track and fades all the time, until its standard input ends. Fails if
 // the volume has never changed.
 //
-// usage: fading_player TRACK
+// usage: long_fading_player TRACK
 
 #include "qz_audio/qz_audio.h"
 
@@ -29,7 +29,7 @@ void fade_on(const qz_audio_ptr& player, int volume)
 int main(int argc, char** argv)
 {
     if (argc != 2) {
-        std::fputs("usage: fading_player TRACK\n", stderr);
+        std::fputs("usage: long_fading_player TRACK\n", stderr);
         return 1;
     }
     const qz_audio_ptr player = qz_audio_new();

@@ -42,7 +42,7 @@ inline unsigned long thread_count()
 
 /// `Crowd(count)` makes it, and `end()` returns when nothing of it is left.
 template <typename Crowd>
-int run_idle_crowd(int argc, char** argv)
+int run_idle(int argc, char** argv)
 {
     const int count = argc == 2 ? std::atoi(argv[1]) : 0;
     if (count < 1) {

@@ -1,6 +1,6 @@
 // What it costs to ask for one task while none is due, as the play loop does between two blocks.
 
-#include "runners.h"
+#include "executors.h"
 
 #include <benchmark/benchmark.h>
 
@@ -15,7 +15,7 @@ namespace
 /// The part of a call that the interface dictates: a handle by value.
 void copy_of_the_handle(benchmark::State& state)
 {
-    const running_service service;
+    const service_executor service;
     for (auto _ : state) {
         boost::shared_ptr<_qz_thread_service> handle = service.get();
         benchmark::DoNotOptimize(handle);
@@ -24,7 +24,7 @@ void copy_of_the_handle(benchmark::State& state)
 BENCHMARK(copy_of_the_handle);
 
 /// Asks from inside a task.
-void ask(benchmark::State& state, running_service& service)
+void ask(benchmark::State& state, service_executor& service)
 {
     std::promise<void> done;
     service.post([&] {
@@ -38,7 +38,7 @@ void ask(benchmark::State& state, running_service& service)
 
 void service_idle(benchmark::State& state)
 {
-    running_service service;
+    service_executor service;
     ask(state, service);
 }
 BENCHMARK(service_idle);
@@ -46,7 +46,7 @@ BENCHMARK(service_idle);
 void service_interval_armed(benchmark::State& state)
 {
     constexpr unsigned long an_hour = 3'600'000;
-    running_service service;
+    service_executor service;
     qz_thread_service_set_interval(
         service.get(), [] { return true; }, an_hour, __FILE__, __LINE__);
     ask(state, service);

@@ -3,13 +3,13 @@
 from __future__ import annotations
 
 from ..bench import Bench
-from ..figures import Check, Row, Section, Series
+from ..results import Check, Row, Section, Series
 from ..google_benchmark import run
 
-OURS = "running_service"
+OURS = "service_executor"
 ASIO, UV = "Boost.Asio", "libuv"
 SECONDS = 0.05
-RUNNERS = {ASIO: "running_context", UV: "running_loop"}
+RUNNERS = {ASIO: "asio_executor", UV: "uv_executor"}
 
 
 def measure(bench: Bench) -> Section:
@@ -27,24 +27,24 @@ def measure(bench: Bench) -> Section:
 
 
 def _throughput(bench: Bench) -> list[Row]:
-    results = run(bench.program("post_to_run"), rounds=41, seconds=SECONDS)
+    results = run(bench.program("task_throughput"), rounds=41, seconds=SECONDS)
 
-    def rate(runner: str, posters: int) -> Series:
-        name = f"post_to_run<{runner}>/real_time/threads:{posters}"
+    def rate(executor: str, posters: int) -> Series:
+        name = f"task_throughput<{executor}>/real_time/threads:{posters}"
         return results.series(name, "items_per_second")
 
     rows = []
     for posters, who in ((1, "one thread"), (4, "four threads")):
         ours = rate(OURS, posters)
-        for name, runner in RUNNERS.items():
-            reference = rate(runner, posters)
+        for name, executor in RUNNERS.items():
+            reference = rate(executor, posters)
             checks = (Check(ours.over(reference), "at least", 1.2),) if name == ASIO else ()
             rows.append(Row(f"Tasks posted by {who}", "a second", ours, name, reference, checks))
     return rows
 
 
 def _run_one(bench: Bench) -> list[Row]:
-    results = run(bench.program("run_one"), rounds=21, seconds=SECONDS)
+    results = run(bench.program("run_one_cost"), rounds=21, seconds=SECONDS)
 
     def time(benchmark: str) -> Series:
         return results.series(benchmark, "real_time")
@@ -77,15 +77,15 @@ def _run_one(bench: Bench) -> list[Row]:
 
 
 def _wake_up(bench: Bench) -> list[Row]:
-    results = run(bench.program("wake_up"), rounds=11, seconds=SECONDS)
+    results = run(bench.program("wake_up_latency"), rounds=11, seconds=SECONDS)
 
-    def median(runner: str) -> Series:
-        return results.series(f"wake_up<{runner}>/iterations:200/real_time", "median_us")
+    def median(executor: str) -> Series:
+        return results.series(f"wake_up_latency<{executor}>/iterations:200/real_time", "median_us")
 
     ours = median(OURS)
     rows = []
-    for name, runner in RUNNERS.items():
-        reference = median(runner)
+    for name, executor in RUNNERS.items():
+        reference = median(executor)
         checks = (Check(ours.over(reference), "at most", 1.1),) if name == ASIO else ()
         rows.append(Row("Wake-up of an idle worker, median", "µs", ours, name, reference, checks))
     return rows

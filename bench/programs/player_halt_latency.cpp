@@ -1,10 +1,10 @@
 // The same through the library: notes "call" before a pause or a stop is asked for, and "told" when the
 // callback tells it; once for each DELAY, in milliseconds after the callback has told that it plays.
 //
-// usage: player_halt pause|stop TRACK DELAY...
+// usage: player_halt_latency pause|stop TRACK DELAY...
 
-#include "noted_event.h"
-#include "told_player.h"
+#include "event_log.h"
+#include "recording_player.h"
 
 #include <chrono>
 #include <cstdio>
@@ -15,14 +15,14 @@
 int main(int argc, char** argv)
 {
     if (argc < 4) {
-        std::fputs("usage: player_halt pause|stop TRACK DELAY...\n", stderr);
+        std::fputs("usage: player_halt_latency pause|stop TRACK DELAY...\n", stderr);
         return 1;
     }
     const bool pauses = std::strcmp(argv[1], "pause") == 0;
     const qz_audio_status halted = pauses ? qz_audio_status_paused : qz_audio_status_stopped;
-    told_player player([halted](qz_audio_status status) {
+    recording_player player([halted](qz_audio_status status) {
         if (status == halted) {
-            note_event("told");
+            log_event("told");
         }
     });
     qz_audio_set_audio_track(player.get(), argv[2]);
@@ -30,7 +30,7 @@ int main(int argc, char** argv)
         qz_audio_play(player.get());
         player.wait_for(qz_audio_status_playing);
         std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(std::atof(*delay)));
-        note_event("call");
+        log_event("call");
         if (pauses) {
             qz_audio_pause(player.get());
         } else {

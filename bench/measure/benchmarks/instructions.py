@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from ..bench import Bench
 from ..callgrind import instructions
-from ..figures import Check, Row, Section, Series
+from ..results import Check, Row, Section, Series
 
 SHORT, LONG = 20, 60
 

@@ -1,7 +1,7 @@
 // For callgrind: repeats each call, ours and by hand, and has it dump what was executed meanwhile under
 // the name of the call.
 //
-// usage: settings_instructions ROUNDS
+// usage: setting_call_instructions ROUNDS
 
 #include "setting_calls.h"
 
@@ -38,7 +38,7 @@ void report_status(const qz_audio_ptr&)
 int main(int argc, char** argv)
 {
     if (argc != 2) {
-        std::fputs("usage: settings_instructions ROUNDS\n", stderr);
+        std::fputs("usage: setting_call_instructions ROUNDS\n", stderr);
         return 1;
     }
     const int rounds = std::atoi(argv[1]);

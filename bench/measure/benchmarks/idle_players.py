@@ -7,7 +7,7 @@ import time
 from dataclasses import dataclass
 
 from ..bench import Bench
-from ..figures import Check, Row, Section, Series, memory_row, side_by_side
+from ..results import Check, Row, Section, Series, memory_row, side_by_side
 from ..processes import (
     Holdings,
     context_switches,

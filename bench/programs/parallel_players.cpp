@@ -1,8 +1,8 @@
 // Many players that play one track at the same time, to its end.
 //
-// usage: player_crowd COUNT TRACK
+// usage: parallel_players COUNT TRACK
 
-#include "crowd.h"
+#include "parallel_run.h"
 
 #include "qz_audio/qz_audio.h"
 
@@ -12,7 +12,7 @@
 namespace
 {
 
-qz_audio_ptr load_player(const char* track, crowd_progress& progress)
+qz_audio_ptr load_player(const char* track, parallel_progress& progress)
 {
     const qz_audio_ptr player = qz_audio_new();
     qz_audio_on_status_change(player, [&progress](qz_audio_ptr, qz_audio_status status) {
@@ -36,8 +36,8 @@ qz_audio_ptr load_player(const char* track, crowd_progress& progress)
 
 int main(int argc, char** argv)
 {
-    const crowd_options wanted = read_crowd_options(argc, argv);
-    crowd_progress progress(wanted.count);
+    const parallel_options wanted = read_parallel_options(argc, argv);
+    parallel_progress progress(wanted.count);
     std::vector<qz_audio_ptr> players(static_cast<std::size_t>(wanted.count));
     for (qz_audio_ptr& player : players) {
         player = load_player(wanted.track, progress);

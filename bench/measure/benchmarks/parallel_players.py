@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from ..bench import Bench
-from ..figures import Check, Plot, Row, Section, side_by_side
+from ..results import Check, Plot, Row, Section, side_by_side
 from ..processes import next_line, running
 
 COUNTS = [1, 8, 32, 128, 512]
@@ -25,7 +25,10 @@ def measure(bench: Bench) -> Section:
             return float(next_line(process)) * 1e6 / count / seconds
 
     rounds = {
-        count: [(cost("player_crowd", count), cost("bare_crowd", count)) for _ in range(ROUNDS)]
+        count: [
+            (cost("parallel_players", count), cost("parallel_bare_loops", count))
+            for _ in range(ROUNDS)
+        ]
         for count in COUNTS
     }
     series = {count: side_by_side(measured, float) for count, measured in rounds.items()}

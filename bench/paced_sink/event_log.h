@@ -11,7 +11,7 @@
 
 /// Appends the line "WHAT NANOSECONDS" to the file that the environment variable BENCH_EVENTS names. The
 /// time is the one at the call, of the monotonic clock.
-inline void note_event(const char* what)
+inline void log_event(const char* what)
 {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);

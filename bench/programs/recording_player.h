@@ -11,11 +11,11 @@
 #include <mutex>
 
 /// Makes a player and destroys it. The requests themselves are the caller's.
-class told_player
+class recording_player
 {
 public:
     /// `tell`, if given, is called with each status, by the library's thread for callbacks.
-    explicit told_player(std::function<void(qz_audio_status)> tell = nullptr)
+    explicit recording_player(std::function<void(qz_audio_status)> tell = nullptr)
     {
         qz_audio_on_status_change(player_, [this, tell](qz_audio_ptr, qz_audio_status status) {
             if (tell) {
@@ -28,13 +28,13 @@ public:
             std::_Exit(2);
         });
     }
-    ~told_player()
+    ~recording_player()
     {
         qz_audio_destroy(player_, __FILE__, __LINE__);
         wait_for(qz_audio_status_none);
     }
-    told_player(const told_player&) = delete;
-    told_player& operator=(const told_player&) = delete;
+    recording_player(const recording_player&) = delete;
+    recording_player& operator=(const recording_player&) = delete;
 
     [[nodiscard]] qz_audio_ptr get() const { return player_; }
 

@@ -2,10 +2,10 @@
 // flag is set, and "told" when the thread has paused or stopped the track; once for each DELAY, in
 // milliseconds after the first block.
 //
-// usage: bare_halt pause|stop TRACK DELAY...
+// usage: bare_halt_latency pause|stop TRACK DELAY...
 
 #include "bare_track.h"
-#include "noted_event.h"
+#include "event_log.h"
 
 #include <atomic>
 #include <chrono>
@@ -26,7 +26,7 @@ void play_until(const std::atomic<bool>& halt, bare_track& track, bool pauses)
     } else {
         track.stop();
     }
-    note_event("told");
+    log_event("told");
 }
 
 } // namespace
@@ -34,7 +34,7 @@ void play_until(const std::atomic<bool>& halt, bare_track& track, bool pauses)
 int main(int argc, char** argv)
 {
     if (argc < 4) {
-        std::fputs("usage: bare_halt pause|stop TRACK DELAY...\n", stderr);
+        std::fputs("usage: bare_halt_latency pause|stop TRACK DELAY...\n", stderr);
         return 1;
     }
     const bool pauses = std::strcmp(argv[1], "pause") == 0;
@@ -44,7 +44,7 @@ int main(int argc, char** argv)
         std::atomic<bool> halt{false};
         std::thread loop([&] { play_until(halt, track, pauses); });
         std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(std::atof(*delay)));
-        note_event("call");
+        log_event("call");
         halt = true;
         loop.join();
     }

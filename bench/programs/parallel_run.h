@@ -9,12 +9,12 @@
 #include <cstdlib>
 #include <ctime>
 
-struct crowd_options {
+struct parallel_options {
     int count;
     const char* track;
 };
 
-inline crowd_options read_crowd_options(int argc, char** argv)
+inline parallel_options read_parallel_options(int argc, char** argv)
 {
     const int count = argc == 3 ? std::atoi(argv[1]) : 0;
     if (count < 1) {
@@ -25,10 +25,10 @@ inline crowd_options read_crowd_options(int argc, char** argv)
 }
 
 /// How far the crowd is.
-class crowd_progress
+class parallel_progress
 {
 public:
-    explicit crowd_progress(int count) : loaded(count), playing(count), ended(count) {}
+    explicit parallel_progress(int count) : loaded(count), playing(count), ended(count) {}
 
     /// Has `play` start all of them once they are loaded, and tells until they have ended.
     template <typename Play>

@@ -1,10 +1,10 @@
 // The same through the library: notes "open" before a player is made, loaded and played, and "play" before
 // each of ROUNDS plays of the loaded one.
 //
-// usage: player_start TRACK ROUNDS
+// usage: player_start_latency TRACK ROUNDS
 
-#include "noted_event.h"
-#include "told_player.h"
+#include "event_log.h"
+#include "recording_player.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,7 +12,7 @@
 namespace
 {
 
-void load(told_player& player, const char* track)
+void load(recording_player& player, const char* track)
 {
     qz_audio_stop(player.get(), nullptr);
     player.wait_for(qz_audio_status_stopped);
@@ -25,17 +25,17 @@ void load(told_player& player, const char* track)
 int main(int argc, char** argv)
 {
     if (argc != 3) {
-        std::fputs("usage: player_start TRACK ROUNDS\n", stderr);
+        std::fputs("usage: player_start_latency TRACK ROUNDS\n", stderr);
         return 1;
     }
-    note_event("open");
-    told_player player;
+    log_event("open");
+    recording_player player;
     qz_audio_set_audio_track(player.get(), argv[1]);
     qz_audio_play(player.get());
     player.wait_for(qz_audio_status_playing);
     for (int round = std::atoi(argv[2]); round > 0; --round) {
         load(player, argv[1]);
-        note_event("play");
+        log_event("play");
         qz_audio_play(player.get());
         player.wait_for(qz_audio_status_playing);
     }

@@ -7,7 +7,7 @@ from dataclasses import dataclass
 
 from ..bench import Bench
 from ..callgrind import dumped_instructions
-from ..figures import Check, Row, Section, Series, Table
+from ..results import Check, Row, Section, Series, Table
 from ..google_benchmark import nanoseconds
 
 ROUNDS = 15
@@ -50,7 +50,7 @@ class Locks:
 
 
 def measure(bench: Bench) -> Section:
-    times = nanoseconds(bench.program("settings_bench"), ROUNDS, SECONDS)
+    times = nanoseconds(bench.program("setting_call_times"), ROUNDS, SECONDS)
     locks = _locks(bench)
     calls = [call for call in locks if f"{call}/ours/alone" in times]
     return Section(
@@ -102,7 +102,7 @@ def _times(times: dict[str, Series], calls: list[str], way: str) -> Table:
 
 def _locks(bench: Bench) -> dict[str, Locks]:
     run = subprocess.run(
-        [bench.program("settings_locks")],
+        [bench.program("setting_call_locks")],
         env=bench.null_device(),
         capture_output=True,
         text=True,
@@ -115,7 +115,7 @@ def _locks(bench: Bench) -> dict[str, Locks]:
 
 def _instructions(bench: Bench, locks: dict[str, Locks]) -> Table:
     counted = dumped_instructions(
-        [bench.program("settings_instructions"), str(COUNTED_CALLS)], bench.null_device()
+        [bench.program("setting_call_instructions"), str(COUNTED_CALLS)], bench.null_device()
     )
 
     def show(name: str) -> str:

@@ -5,7 +5,7 @@ from __future__ import annotations
 import subprocess
 
 from ..bench import Bench
-from ..figures import Check, Plot, Row, Section, Series
+from ..results import Check, Plot, Row, Section, Series
 from ..processes import bytes_read, finish, resident_memory, running
 
 SECONDS = 3600
@@ -52,7 +52,7 @@ def measure(bench: Bench) -> Section:
 
 def _play(bench: Bench) -> list[float]:
     """Memory in KiB at each of the minutes."""
-    command = [bench.program("fading_player"), bench.track(SECONDS)]
+    command = [bench.program("long_fading_player"), bench.track(SECONDS)]
     with running(command, bench.null_device()) as process:
         memory = [_memory_at(minute, process) for minute in MINUTES]
         finish(process)

@@ -17,16 +17,16 @@
 #include <vector>
 
 /// A thread service, stopped at the end of the scope.
-class running_service
+class service_executor
 {
 public:
-    running_service() : service_(qz_thread_service_new("bench"))
+    service_executor() : service_(qz_thread_service_new("bench"))
     {
         qz_object_unref_real(qz_thread_service_to_object(service_));
     }
-    ~running_service() { qz_thread_service_stop(service_, nullptr); }
-    running_service(const running_service&) = delete;
-    running_service& operator=(const running_service&) = delete;
+    ~service_executor() { qz_thread_service_stop(service_, nullptr); }
+    service_executor(const service_executor&) = delete;
+    service_executor& operator=(const service_executor&) = delete;
 
     template <typename Task>
     void post(Task task)
@@ -42,17 +42,17 @@ private:
 };
 
 /// Boost.Asio: an io_context told that it has but one thread, which still locks, so that others may post.
-class running_context
+class asio_executor
 {
 public:
-    running_context() : work_(context_.get_executor()), thread_([this] { context_.run(); }) {}
-    ~running_context()
+    asio_executor() : work_(context_.get_executor()), thread_([this] { context_.run(); }) {}
+    ~asio_executor()
     {
         work_.reset();
         thread_.join();
     }
-    running_context(const running_context&) = delete;
-    running_context& operator=(const running_context&) = delete;
+    asio_executor(const asio_executor&) = delete;
+    asio_executor& operator=(const asio_executor&) = delete;
 
     template <typename Task>
     void post(Task task)
@@ -70,26 +70,26 @@ private:
 
 /// libuv: a loop on one thread, woken by an async handle, and a queue beside it, which libuv leaves to its
 /// users.
-class running_loop
+class uv_executor
 {
 public:
-    running_loop()
+    uv_executor()
     {
         uv_loop_init(&loop_);
         uv_async_init(&loop_, &wake_, [](uv_async_t* wake) {
-            static_cast<running_loop*>(wake->data)->run_waiting();
+            static_cast<uv_executor*>(wake->data)->run_waiting();
         });
         wake_.data = this;
         thread_ = std::thread([this] { uv_run(&loop_, UV_RUN_DEFAULT); });
     }
-    ~running_loop()
+    ~uv_executor()
     {
         post([this] { uv_close(reinterpret_cast<uv_handle_t*>(&wake_), nullptr); });
         thread_.join();
         uv_loop_close(&loop_);
     }
-    running_loop(const running_loop&) = delete;
-    running_loop& operator=(const running_loop&) = delete;
+    uv_executor(const uv_executor&) = delete;
+    uv_executor& operator=(const uv_executor&) = delete;
 
     template <typename Task>
     void post(Task task)

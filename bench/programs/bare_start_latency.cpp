@@ -1,10 +1,10 @@
 // Without the library: notes "open" before a track is opened and played, and "play" before each of ROUNDS
 // starts of the open one.
 //
-// usage: bare_start TRACK ROUNDS
+// usage: bare_start_latency TRACK ROUNDS
 
 #include "bare_track.h"
-#include "noted_event.h"
+#include "event_log.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,15 +12,15 @@
 int main(int argc, char** argv)
 {
     if (argc != 3) {
-        std::fputs("usage: bare_start TRACK ROUNDS\n", stderr);
+        std::fputs("usage: bare_start_latency TRACK ROUNDS\n", stderr);
         return 1;
     }
-    note_event("open");
+    log_event("open");
     bare_track track(argv[1]);
     bool played = track.play_block();
     for (int round = std::atoi(argv[2]); played && round > 0; --round) {
         track.stop();
-        note_event("play");
+        log_event("play");
         played = track.play_again();
     }
     return played ? 0 : 2;

@@ -1,7 +1,7 @@
 // How long after a post the first instruction of the task runs on another core, while the worker sleeps.
 
 #include "distribution.h"
-#include "runners.h"
+#include "executors.h"
 
 #include <benchmark/benchmark.h>
 
@@ -29,16 +29,16 @@ void pin_to(std::size_t core)
     pthread_setaffinity_np(pthread_self(), sizeof(cores), &cores);
 }
 
-template <typename Runner>
-void wake_up(benchmark::State& state)
+template <typename Executor>
+void wake_up_latency(benchmark::State& state)
 {
     if (std::thread::hardware_concurrency() < 2) {
         state.SkipWithError("needs two cores");
         return;
     }
     pin_to(0);
-    Runner runner;
-    runner.post([] { pin_to(1); });
+    Executor executor;
+    executor.post([] { pin_to(1); });
 
     distribution times;
     for (auto _ : state) {
@@ -46,13 +46,13 @@ void wake_up(benchmark::State& state)
         std::promise<clock::time_point> began;
         auto beginning = began.get_future();
         const auto posted = clock::now();
-        runner.post([&began] { began.set_value(clock::now()); });
+        executor.post([&began] { began.set_value(clock::now()); });
         times.add(beginning.get() - posted);
     }
     times.report(state);
 }
-BENCHMARK_TEMPLATE(wake_up, running_service)->Iterations(wake_ups)->UseRealTime();
-BENCHMARK_TEMPLATE(wake_up, running_context)->Iterations(wake_ups)->UseRealTime();
-BENCHMARK_TEMPLATE(wake_up, running_loop)->Iterations(wake_ups)->UseRealTime();
+BENCHMARK_TEMPLATE(wake_up_latency, service_executor)->Iterations(wake_ups)->UseRealTime();
+BENCHMARK_TEMPLATE(wake_up_latency, asio_executor)->Iterations(wake_ups)->UseRealTime();
+BENCHMARK_TEMPLATE(wake_up_latency, uv_executor)->Iterations(wake_ups)->UseRealTime();
 
 } // namespace

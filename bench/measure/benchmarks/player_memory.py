@@ -5,7 +5,7 @@ from __future__ import annotations
 import time
 
 from ..bench import Bench
-from ..figures import Check, Row, Section, memory_row, side_by_side
+from ..results import Check, Row, Section, memory_row, side_by_side
 from ..processes import Holdings, holdings, next_line, running
 
 FEW, MANY = 1, 32
@@ -28,7 +28,7 @@ def measure(bench: Bench) -> Section:
         few, many = playing(program, FEW), playing(program, MANY)
         return many.each_further(few, MANY - FEW)
 
-    rounds = [(each("player_crowd"), each("bare_crowd")) for _ in range(ROUNDS)]
+    rounds = [(each("parallel_players"), each("parallel_bare_loops")) for _ in range(ROUNDS)]
     memory, bare_memory = side_by_side(rounds, lambda held: held.memory)
     threads, bare_threads = side_by_side(rounds, lambda held: held.threads)
     descriptors, bare_descriptors = side_by_side(rounds, lambda held: held.descriptors)

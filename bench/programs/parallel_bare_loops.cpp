@@ -1,9 +1,9 @@
-// The reference of player_crowd: as many threads with a bare loop each.
+// The reference of parallel_players: as many threads with a bare loop each.
 //
-// usage: bare_crowd COUNT TRACK
+// usage: parallel_bare_loops COUNT TRACK
 
 #include "bare_track.h"
-#include "crowd.h"
+#include "parallel_run.h"
 
 #include <mutex>
 #include <optional>
@@ -12,8 +12,8 @@
 
 int main(int argc, char** argv)
 {
-    const crowd_options wanted = read_crowd_options(argc, argv);
-    crowd_progress progress(wanted.count);
+    const parallel_options wanted = read_parallel_options(argc, argv);
+    parallel_progress progress(wanted.count);
     countdown start(1);
     countdown end(1);
     std::mutex one_open_at_a_time; // out123_open is not made for more

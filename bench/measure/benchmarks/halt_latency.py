@@ -6,7 +6,7 @@ import random
 
 from ..bench import Bench
 from ..events import Event, events_of, times_between
-from ..figures import Check, Plot, Row, Section, Series
+from ..results import Check, Plot, Row, Section, Series
 
 RUNS = 15
 CALLS_A_RUN = 20
@@ -48,7 +48,7 @@ def _rounds(bench: Bench, what: str, track: str) -> Rounds:
     def both() -> tuple[list[Event], list[Event]]:
         last = SETTLED_MS + CYCLE_MS
         delays = [f"{moments.uniform(SETTLED_MS, last):.3f}" for _ in range(CALLS_A_RUN)]
-        return run("player_halt", delays), run("bare_halt", delays)
+        return run("player_halt_latency", delays), run("bare_halt_latency", delays)
 
     return [both() for _ in range(RUNS)]
 
