@@ -1,8 +1,8 @@
 """usage: python3 -m measure BUILD [--only BENCHMARK...] [--write DOCS] [--strict]
 
-Measures the benchmarks (all of them by default) with the programs in the build tree BUILD and prints a table;
-with --write also writes performance.md and its plots into the folder DOCS. With --strict a missed target
-fails.
+Runs the benchmarks (all of them by default) with the programs in the build tree BUILD and prints a table;
+with --write also writes performance.md and its plots into the folder DOCS. With --strict a target that is
+not met fails.
 """
 
 from __future__ import annotations
@@ -35,14 +35,14 @@ def main() -> int:
     arguments = _arguments()
     with tempfile.TemporaryDirectory() as work:
         bench = Bench(arguments.build.resolve(), Path(work))
-        sections = [_measure(benchmark, bench) for benchmark in arguments.only]
+        sections = [_measure(name, bench) for name in arguments.only]
     print(report.summary(sections))
     if arguments.write:
         _write(sections, arguments.write, bench.build)
-    missed = report.missed(sections)
-    for line in missed:
-        print(f"missed: {line}", file=sys.stderr)
-    return 1 if missed and arguments.strict else 0
+    unmet = report.unmet(sections)
+    for line in unmet:
+        print(f"not met: {line}", file=sys.stderr)
+    return 1 if unmet and arguments.strict else 0
 
 
 def _arguments() -> argparse.Namespace:
@@ -54,9 +54,9 @@ def _arguments() -> argparse.Namespace:
     return parser.parse_args()
 
 
-def _measure(benchmark: str, bench: Bench) -> Section:
-    print(f"measuring: {benchmark}", file=sys.stderr, flush=True)
-    return importlib.import_module(f".benchmarks.{benchmark}", __package__).measure(bench)
+def _measure(name: str, bench: Bench) -> Section:
+    print(f"measuring: {name}", file=sys.stderr, flush=True)
+    return importlib.import_module(f".benchmarks.{name}", __package__).measure(bench)
 
 
 def _write(sections: list[Section], docs: Path, build: Path) -> None:

@@ -51,7 +51,7 @@ class Bench:
         return self.alsa("null", "type null")
 
     def paced_device(self) -> dict[str, str]:
-        """An environment in which sound goes nowhere at its real rate, and events are noted."""
+        """An environment in which sound goes nowhere at its real rate, and events are logged."""
         return {
             **self.alsa("paced", "type paced frames 4096"),
             "ALSA_PLUGIN_DIR": str(self.build / "lib"),

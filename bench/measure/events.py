@@ -1,4 +1,4 @@
-"""Moments that programs and the paced device have noted in one file, on one clock."""
+"""Times of events that programs and the paced device write into one file, on one clock."""
 
 from __future__ import annotations
 
@@ -20,30 +20,30 @@ class Event:
 
 
 def events_of(command: list[str], environment: dict[str, str]) -> list[Event]:
-    """Runs `command` on the paced device and returns what was noted meanwhile, in order of time."""
+    """Runs `command` on the paced device and returns the events meanwhile, in order of time."""
     log = _new_log(environment)
     subprocess.run(command, env=environment, check=True, timeout=120)
     return _events(log.read_text())
 
 
 def events_until(what: str, command: list[str], environment: dict[str, str]) -> list[Event]:
-    """The same, but ends `command` as soon as `what` was noted."""
-    with running_since(what, command, environment) as (_, noted):
-        return noted
+    """The same, but ends `command` as soon as `what` is logged."""
+    with running_since(what, command, environment) as (_, logged):
+        return logged
 
 
 @contextlib.contextmanager
 def running_since(
     what: str, command: list[str], environment: dict[str, str]
 ) -> Iterator[tuple[int, list[Event]]]:
-    """A program that has noted `what`, and is ended afterwards: its process and the events so far."""
+    """A program that has logged `what`, and is ended afterwards: its process and the events so far."""
     log = _new_log(environment)
     with subprocess.Popen(
         command, env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
     ) as process, log.open() as stream:
-        noted = _read_until(what, stream, process)
+        logged = _read_until(what, stream, process)
         try:
-            yield process.pid, _events(noted)
+            yield process.pid, _events(logged)
         finally:
             process.terminate()
 
@@ -65,17 +65,17 @@ def _new_log(environment: dict[str, str]) -> Path:
 
 
 def _read_until(what: str, stream: IO[str], process: subprocess.Popen[bytes]) -> str:
-    noted = ""
-    while f"{what} " not in noted:
+    logged = ""
+    while f"{what} " not in logged:
         try:
             process.wait(0.01)
         except subprocess.TimeoutExpired:
-            noted += stream.read()
+            logged += stream.read()
         else:
             raise RuntimeError(f"{process.args!r} has ended before {what}")
-    return noted
+    return logged
 
 
-def _events(noted: str) -> list[Event]:
-    words = [line.split() for line in noted.splitlines()]
+def _events(logged: str) -> list[Event]:
+    words = [line.split() for line in logged.splitlines()]
     return sorted((Event(what, int(at)) for what, at in words), key=lambda event: event.at)

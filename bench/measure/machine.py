@@ -1,4 +1,4 @@
-"""On what the figures were got."""
+"""The machine and the versions that were measured."""
 
 from __future__ import annotations
 

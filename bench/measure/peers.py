@@ -31,9 +31,9 @@ MEASURED_SECONDS = 10
 
 TEXT = f"""\
 Written by `make bench-peers` from what it measured: command-line players play the same track of 128 kbit/s
-into the same ALSA device, which takes sound at its real rate. Noted are the time from exec to the first
+into the same ALSA device, which takes sound at its real rate. Measured are the time from exec to the first
 frames; the processor time of all threads over {MEASURED_SECONDS} s, from {SETTLED_SECONDS} s after the start on; then
-the memory (with its share of what other processes use, too) and the threads. The players take turns; a figure is the median of {ROUNDS} rounds, with the least and the greatest in brackets."""
+the memory (with its share of what other processes use) and the threads. The players take turns; a value is the median of {ROUNDS} rounds, with the least and the greatest in brackets."""
 
 
 @dataclass(frozen=True)
@@ -51,7 +51,7 @@ def main() -> None:
     with tempfile.TemporaryDirectory() as work:
         costs = _measure(Bench(build, Path(work)))
     page = "\n\n".join(
-        ["# Beside other players", TEXT, machine.describe(build, PACKAGES), _table(costs)]
+        ["# Compared with other players", TEXT, machine.describe(build, PACKAGES), _table(costs)]
     )
     (docs / "peers.md").write_text(page + "\n")
     print(_table(costs))

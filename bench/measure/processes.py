@@ -1,4 +1,4 @@
-"""Running programs, and what /proc tells of them."""
+"""Running programs, and what /proc reports of them."""
 
 from __future__ import annotations
 

@@ -2,7 +2,23 @@
 
 from __future__ import annotations
 
-from .results import Check, Row, Section, Table
+from typing import Iterator
+
+from .results import Row, Section, Table
+
+EXPLANATION = """\
+Written by `make bench` from what it measured. In each round ours and the reference run one right after the
+other, in an order that alternates, or at the same time where the section says so, and the two are compared
+within the round: by the quotient or by the difference. The first table has the median of these comparisons,
+and an interval that holds the true median with a probability of 95 %, taken from the order of the rounds
+(their order statistics; nothing is assumed of their distribution). A target is met where the whole interval
+reaches it, and missed where none of it does: a sign test of the rounds decides the same at 5 %. Otherwise
+it *cannot be told* from this run, which does not separate ours from the target; where the target is the
+reference itself, ours cannot be told from the reference. Counts that are the same on every run have one
+value and no interval to speak of. The further tables have each side by itself: the median of its rounds,
+with the least and the greatest in brackets."""
+
+VERDICTS = {"yes": "yes", "no": "**no**", "cannot be told": "*cannot be told*"}
 
 
 def table(headers: list[str], rows: list[list[str]]) -> str:
@@ -12,29 +28,26 @@ def table(headers: list[str], rows: list[list[str]]) -> str:
 
 
 def summary(sections: list[Section]) -> str:
-    """Every figure that has a target, a line each."""
+    """Every check, a line each."""
     rows = [
         [
             row.what,
             row.reference_name,
-            check.measured.show(check.unit),
+            check.median,
+            check.interval,
             check.target,
-            _verdict(check),
+            VERDICTS[check.verdict],
         ]
-        for section in sections
-        for row in section.rows
-        for check in row.checks
+        for _, row, check in _checks(sections)
     ]
-    return table(["What", "Reference", "Measured", "Target", "Met"], rows)
+    return table(["What", "Reference", "Median", "95 % interval", "Target", "Met"], rows)
 
 
 def page(sections: list[Section], machine: str) -> str:
     """The whole of docs/performance.md."""
     parts = [
         "# Performance",
-        "Written by `make bench` from what it measured. Each figure stands beside a reference of the "
-        "same run, measured in turns with it; a figure is the median of its rounds, with the least "
-        "and the greatest in brackets.",
+        EXPLANATION,
         machine,
         summary(sections),
         *(_section(section) for section in sections),
@@ -42,15 +55,21 @@ def page(sections: list[Section], machine: str) -> str:
     return "\n\n".join(parts) + "\n"
 
 
-def missed(sections: list[Section]) -> list[str]:
-    """The figures that did not reach their target."""
+def unmet(sections: list[Section]) -> list[str]:
+    """The checks that are missed or cannot be told."""
     return [
-        f"{section.title}: {row.what}: {check.measured.show(check.unit)}, {check.target}"
-        for section in sections
-        for row in section.rows
-        for check in row.checks
-        if not check.met
+        f"{section.title}: {row.what}: {check.median} [{check.interval}], {check.target}: "
+        f"{check.verdict}"
+        for section, row, check in _checks(sections)
+        if check.verdict != "yes"
     ]
+
+
+def _checks(sections: list[Section]) -> Iterator[tuple[Section, Row, Check]]:
+    for section in sections:
+        for row in section.rows:
+            for check in row.checks:
+                yield section, row, check
 
 
 def _section(section: Section) -> str:
@@ -70,7 +89,3 @@ def _cells(row: Row) -> list[str]:
 
 def _free_table(free: Table) -> str:
     return table(free.headers, free.rows)
-
-
-def _verdict(check: Check) -> str:
-    return "yes" if check.met else "**no**"

@@ -1,7 +1,8 @@
-"""What was measured: series of values, what they are held against, and how they are shown."""
+"""Measured values, the targets they have to reach, and how they are shown."""
 
 from __future__ import annotations
 
+import math
 import statistics
 from dataclasses import dataclass, field
 from typing import Callable, Iterable, Literal, TypeVar
@@ -11,7 +12,7 @@ T = TypeVar("T")
 
 @dataclass(frozen=True)
 class Series:
-    """The values of one figure, a value a round."""
+    """The values of one measurement, one for each round."""
 
     values: tuple[float, ...]
 
@@ -27,11 +28,27 @@ class Series:
     def median(self) -> float:
         return statistics.median(self.values)
 
+    @property
+    def interval(self) -> tuple[float, float]:
+        """Bounds that hold the true median with a probability of at least 95 %.
+
+        They are order statistics, which assume nothing of the distribution: a limit outside them is
+        what a sign test of the rounds rejects at 5 %. A single value is a count, which has no spread.
+        """
+        if len(self.values) == 1:
+            return self.values[0], self.values[0]
+        ordered = sorted(self.values)
+        rank = _rank_of_interval(len(ordered))
+        return ordered[rank], ordered[-1 - rank]
+
     def percentile(self, percent: int) -> float:
         return statistics.quantiles(self.values, n=100, method="inclusive")[percent - 1]
 
+    def each(self, convert: Callable[[float], float]) -> Series:
+        return Series(tuple(convert(value) for value in self.values))
+
     def paired(self, other: Series, combine: Callable[[float, float], float]) -> Series:
-        """Combines the rounds of both, one by one: each was measured beside its counterpart."""
+        """Combines the rounds of both, one by one."""
         return Series(tuple(combine(a, b) for a, b in zip(self.values, other.values, strict=True)))
 
     def over(self, reference: Series) -> Series:
@@ -49,12 +66,34 @@ class Series:
         return f"{_number(self.median)}{suffix} ({_number(low)} … {_number(high)})"
 
 
-def side_by_side(rounds: list[tuple[T, T]], figure: Callable[[T], float]) -> tuple[Series, Series]:
-    """One figure of rounds in which ours and the reference were measured: a series of each."""
+def paired(rounds: int, ours: Callable[[], T], reference: Callable[[], T]) -> list[tuple[T, T]]:
+    """Measures ours and the reference one right after the other, in an order that alternates."""
+    return [_pair(ours, reference, ours_first=number % 2 == 0) for number in range(rounds)]
+
+
+def _pair(ours: Callable[[], T], reference: Callable[[], T], ours_first: bool) -> tuple[T, T]:
+    if ours_first:
+        return ours(), reference()
+    theirs = reference()
+    return ours(), theirs
+
+
+def series_of(rounds: list[tuple[T, T]], value: Callable[[T], float]) -> tuple[Series, Series]:
+    """One value of paired rounds: a series of ours and one of the reference."""
     return (
-        Series(tuple(figure(ours) for ours, _ in rounds)),
-        Series(tuple(figure(theirs) for _, theirs in rounds)),
+        Series(tuple(value(ours) for ours, _ in rounds)),
+        Series(tuple(value(theirs) for _, theirs in rounds)),
     )
+
+
+def _rank_of_interval(count: int) -> int:
+    """How many values at each end lie outside the interval of the median."""
+    outside, rank = 2 / 2**count, 0
+    if outside > 0.05:
+        raise ValueError(f"{count} rounds are too few for an interval of the median")
+    while (outside := outside + 2 * math.comb(count, rank + 1) / 2**count) <= 0.05:
+        rank += 1
+    return rank
 
 
 def _number(value: float) -> str:
@@ -68,7 +107,7 @@ def _number(value: float) -> str:
 
 @dataclass(frozen=True)
 class Check:
-    """A measured value and what it has to reach in the median."""
+    """A measured value and the target that its median has to reach."""
 
     measured: Series
     bound: Literal["at most", "at least"]
@@ -76,9 +115,25 @@ class Check:
     unit: str = "times"
 
     @property
-    def met(self) -> bool:
-        value = self.measured.median
-        return value <= self.limit if self.bound == "at most" else value >= self.limit
+    def verdict(self) -> Literal["yes", "no", "cannot be told"]:
+        """Where the whole interval of the median lies."""
+        low, high = self.measured.interval
+        if self.bound == "at least":
+            low, high = -high, -low
+        limit = self.limit if self.bound == "at most" else -self.limit
+        if high <= limit:
+            return "yes"
+        return "no" if low > limit else "cannot be told"
+
+    @property
+    def median(self) -> str:
+        return f"{_number(self.measured.median)} {self.unit}"
+
+    @property
+    def interval(self) -> str:
+        if len(self.measured.values) == 1:
+            return ""
+        return " … ".join(map(_number, self.measured.interval))
 
     @property
     def target(self) -> str:
@@ -87,7 +142,7 @@ class Check:
 
 @dataclass(frozen=True)
 class Row:
-    """One figure of ours beside the reference's."""
+    """One measurement of ours and of the reference."""
 
     what: str
     unit: str
@@ -122,7 +177,7 @@ class Plot:
 
 @dataclass(frozen=True)
 class Table:
-    """Cells that are no comparison of two."""
+    """Cells that compare nothing with a reference."""
 
     headers: list[str]
     rows: list[list[str]]
@@ -130,7 +185,7 @@ class Table:
 
 @dataclass(frozen=True)
 class Section:
-    """A group of figures with a word on how they were got."""
+    """Measurements of one subject and how they were made."""
 
     title: str
     text: str

@@ -1,5 +1,5 @@
 /// \file
-/// \brief Moments, noted by several programs and a device in one file, on one clock.
+/// \brief Times of events, which several programs and a device write into one file, on one clock.
 #pragma once
 
 #include <cstdlib>
@@ -19,7 +19,7 @@ inline void log_event(const char* what)
     const std::string line = std::string(what) + ' ' + std::to_string(nanoseconds) + '\n';
     const int file = open(std::getenv("BENCH_EVENTS"), O_WRONLY | O_APPEND | O_CLOEXEC);
     if (file < 0 || write(file, line.data(), line.size()) < 0) {
-        std::abort(); // a figure without this event would be wrong
+        std::abort(); // a result without this event would be wrong
     }
     close(file);
 }

@@ -1,8 +1,8 @@
 // A sound card without sound, as a plugin of ALSA: `type paced`. It takes frames at their real rate, frees
-// its buffer a period at a time, and notes the moments "first" (frames come) and "silent" (none are left)
+// its buffer a period at a time, and logs the events "first" (frames come) and "silent" (none are left)
 // where BENCH_EVENTS names a file. Its configuration may hold:
 //
-// frames N       the size of its buffer, which has four periods; or else what the program asks for
+// frames N       the size of its buffer, which has four periods; by default what the program asks for
 // played "FILE"  gets a line for each time it sounded, with the number of frames that it played
 
 #include "event_log.h"
@@ -210,7 +210,7 @@ void paced_sink::drain()
     stop();
 }
 
-/// The frames played, in whole periods, as a card tells them by its interrupts.
+/// The frames played, in whole periods, as a card reports them by its interrupts.
 snd_pcm_sframes_t paced_sink::position()
 {
     if (!runs_) {

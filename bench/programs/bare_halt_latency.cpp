@@ -1,5 +1,5 @@
-// Without the library: a thread plays a track and looks at a flag between two blocks. Notes "call" before the
-// flag is set, and "told" when the thread has paused or stopped the track; once for each DELAY, in
+// Without the library: a thread plays a track and looks at a flag between two blocks. Logs "call" before the
+// flag is set, and "callback" when the thread has paused or stopped the track; once for each DELAY, in
 // milliseconds after the first block.
 //
 // usage: bare_halt_latency pause|stop TRACK DELAY...
@@ -26,7 +26,7 @@ void play_until(const std::atomic<bool>& halt, bare_track& track, bool pauses)
     } else {
         track.stop();
     }
-    log_event("told");
+    log_event("callback");
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// Without the library: notes "open" before a track is opened and played, and "play" before each of ROUNDS
+// Without the library: logs "open" before a track is opened and played, and "play" before each of ROUNDS
 // starts of the open one.
 //
 // usage: bare_start_latency TRACK ROUNDS

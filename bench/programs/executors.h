@@ -1,5 +1,5 @@
 /// \file
-/// \brief The thread service and what others would take in its place: each runs posted tasks on one thread.
+/// \brief The thread service and its references: each runs posted tasks on one thread.
 #pragma once
 
 #include "system/qz_system.h"
@@ -41,7 +41,7 @@ private:
     const boost::shared_ptr<_qz_thread_service> service_;
 };
 
-/// Boost.Asio: an io_context told that it has but one thread, which still locks, so that others may post.
+/// Boost.Asio: an io_context for a single thread, which still locks, so that others may post.
 class asio_executor
 {
 public:
@@ -68,7 +68,7 @@ private:
     std::thread thread_;
 };
 
-/// libuv: a loop on one thread, woken by an async handle, and a queue beside it, which libuv leaves to its
+/// libuv: a loop on one thread, woken by an async handle, and a queue, which libuv leaves to its
 /// users.
 class uv_executor
 {

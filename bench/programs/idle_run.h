@@ -1,6 +1,6 @@
 /// \file
-/// \brief What a crowd that does nothing tells, ours and the reference alike: the seconds that it took
-/// to make it and, once a line has been read or the input has ended, those that it took to end it.
+/// \brief Prints, for ours and the reference alike, the seconds that it took to make many idle objects
+/// and, once a line has been read or the input has ended, those that it took to end them.
 #pragma once
 
 #include <sys/stat.h>
@@ -13,7 +13,7 @@
 
 /// Prints how many seconds `work` took.
 template <typename Work>
-void tell_time(Work work)
+void print_time(Work work)
 {
     const auto start = std::chrono::steady_clock::now();
     work();
@@ -22,7 +22,7 @@ void tell_time(Work work)
     std::fflush(stdout);
 }
 
-/// Asks `happened` again and again.
+/// Polls `happened`.
 template <typename Predicate>
 void wait_until(Predicate happened)
 {
@@ -31,7 +31,7 @@ void wait_until(Predicate happened)
     }
 }
 
-/// How many threads this process has: the folder has a link for each beside its own two.
+/// How many threads this process has: the folder has a link for each besides its own two.
 inline unsigned long thread_count()
 {
     struct stat tasks {
@@ -40,8 +40,8 @@ inline unsigned long thread_count()
     return tasks.st_nlink - 2;
 }
 
-/// `Crowd(count)` makes it, and `end()` returns when nothing of it is left.
-template <typename Crowd>
+/// `Objects(count)` makes them, and `end()` returns when nothing of them is left.
+template <typename Objects>
 int run_idle(int argc, char** argv)
 {
     const int count = argc == 2 ? std::atoi(argv[1]) : 0;
@@ -49,9 +49,9 @@ int run_idle(int argc, char** argv)
         std::fprintf(stderr, "usage: %s COUNT\n", argv[0]);
         return 1;
     }
-    std::unique_ptr<Crowd> crowd;
-    tell_time([&] { crowd = std::make_unique<Crowd>(count); });
+    std::unique_ptr<Objects> objects;
+    print_time([&] { objects = std::make_unique<Objects>(count); });
     static_cast<void>(std::getchar());
-    tell_time([&] { crowd->end(); });
+    print_time([&] { objects->end(); });
     return 0;
 }

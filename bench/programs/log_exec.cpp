@@ -1,4 +1,4 @@
-// Notes the moment "exec" and becomes another program.
+// Logs the time of "exec" and becomes another program.
 //
 // usage: log_exec PROGRAM ARGUMENT...
 

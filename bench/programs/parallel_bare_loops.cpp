@@ -42,7 +42,7 @@ int main(int argc, char** argv)
     for (int i = 0; i < wanted.count; ++i) {
         threads.emplace_back(play);
     }
-    progress.tell([&start] { start.arrive(); });
+    progress.print([&start] { start.arrive(); });
     end.arrive();
     for (std::thread& thread : threads) {
         thread.join();

@@ -42,7 +42,7 @@ int main(int argc, char** argv)
     for (qz_audio_ptr& player : players) {
         player = load_player(wanted.track, progress);
     }
-    progress.tell([&players] {
+    progress.print([&players] {
         for (const qz_audio_ptr& player : players) {
             qz_audio_play(player);
         }

@@ -1,5 +1,5 @@
 /// \file
-/// \brief What a crowd that plays one track many times at once tells, ours and the reference alike:
+/// \brief Prints, for ours and the reference alike, about many that play one track at the same time:
 /// "playing" when all play, and the processor time from the first play to the last end, in seconds.
 #pragma once
 
@@ -24,15 +24,15 @@ inline parallel_options read_parallel_options(int argc, char** argv)
     return {count, argv[2]};
 }
 
-/// How far the crowd is.
+/// How far they all are.
 class parallel_progress
 {
 public:
     explicit parallel_progress(int count) : loaded(count), playing(count), ended(count) {}
 
-    /// Has `play` start all of them once they are loaded, and tells until they have ended.
+    /// Has `play` start all of them once they are loaded, and prints until they have ended.
     template <typename Play>
-    void tell(Play play)
+    void print(Play play)
     {
         loaded.wait();
         const std::clock_t start = std::clock();

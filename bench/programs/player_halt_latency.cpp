@@ -1,5 +1,5 @@
-// The same through the library: notes "call" before a pause or a stop is asked for, and "told" when the
-// callback tells it; once for each DELAY, in milliseconds after the callback has told that it plays.
+// The same through the library: logs "call" before a pause or a stop is asked for, and "callback" when
+// that is called; once for each DELAY, in milliseconds after the callback for "playing".
 //
 // usage: player_halt_latency pause|stop TRACK DELAY...
 
@@ -22,7 +22,7 @@ int main(int argc, char** argv)
     const qz_audio_status halted = pauses ? qz_audio_status_paused : qz_audio_status_stopped;
     recording_player player([halted](qz_audio_status status) {
         if (status == halted) {
-            log_event("told");
+            log_event("callback");
         }
     });
     qz_audio_set_audio_track(player.get(), argv[2]);

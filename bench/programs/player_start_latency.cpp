@@ -1,4 +1,4 @@
-// The same through the library: notes "open" before a player is made, loaded and played, and "play" before
+// The same through the library: logs "open" before a player is made, loaded and played, and "play" before
 // each of ROUNDS plays of the loaded one.
 //
 // usage: player_start_latency TRACK ROUNDS

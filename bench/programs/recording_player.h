@@ -1,5 +1,5 @@
 /// \file
-/// \brief A player whose statuses can be waited for.
+/// \brief A player that records its status, so that a program can wait for one.
 #pragma once
 
 #include "qz_audio/qz_audio.h"
@@ -14,14 +14,14 @@
 class recording_player
 {
 public:
-    /// `tell`, if given, is called with each status, by the library's thread for callbacks.
-    explicit recording_player(std::function<void(qz_audio_status)> tell = nullptr)
+    /// `on_status`, if given, is called with each status, by the library's thread for callbacks.
+    explicit recording_player(std::function<void(qz_audio_status)> on_status = nullptr)
     {
-        qz_audio_on_status_change(player_, [this, tell](qz_audio_ptr, qz_audio_status status) {
-            if (tell) {
-                tell(status);
+        qz_audio_on_status_change(player_, [this, on_status](qz_audio_ptr, qz_audio_status status) {
+            if (on_status) {
+                on_status(status);
             }
-            take(status);
+            record(status);
         });
         qz_audio_on_error(player_, [](qz_audio_ptr, int code) {
             std::fprintf(stderr, "cannot play: %d\n", code);
@@ -38,7 +38,7 @@ public:
 
     [[nodiscard]] qz_audio_ptr get() const { return player_; }
 
-    /// Waits until `status` is the one told last.
+    /// Waits until `status` is the last one reported.
     void wait_for(qz_audio_status status)
     {
         std::unique_lock<std::mutex> lock(mutex_);
@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    void take(qz_audio_status status)
+    void record(qz_audio_status status)
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         status_ = status;

@@ -25,7 +25,7 @@ void count(const std::string& name, int rounds, Work work, Subject& subject)
     CALLGRIND_DUMP_STATS_AT(name.c_str());
 }
 
-/// What a status query tells the platform, and nothing else.
+/// What a status query reports to the platform, and nothing else.
 void report_status(const qz_audio_ptr&)
 {
     qz_assertion_faild(

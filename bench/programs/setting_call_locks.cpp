@@ -16,16 +16,16 @@ namespace
 
 using mutexes = std::set<const void*>;
 
-/// Where this thread's locks are noted, if they are.
-thread_local mutexes* noted = nullptr;
+/// Where this thread's locks are recorded, if they are.
+thread_local mutexes* recorded = nullptr;
 
 /// The mutexes that this thread locks during `call` on `player`.
 mutexes locked_by(void (*call)(const qz_audio_ptr&), const qz_audio_ptr& player)
 {
     mutexes locked;
-    noted = &locked;
+    recorded = &locked;
     call(player);
-    noted = nullptr;
+    recorded = nullptr;
     return locked;
 }
 
@@ -47,8 +47,8 @@ extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept
 {
     using function = int (*)(pthread_mutex_t*);
     static const auto lock = reinterpret_cast<function>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
-    if (noted != nullptr) {
-        noted->insert(mutex);
+    if (recorded != nullptr) {
+        recorded->insert(mutex);
     }
     return lock(mutex);
 }

@@ -1,4 +1,4 @@
-// The calls that act on the caller's thread beside settings kept by hand: one thread, eight threads on
+// The calls that act on the caller's thread, compared with settings kept by hand: one thread, eight threads on
 // one player, and eight threads on a player each.
 
 #include "setting_calls.h"

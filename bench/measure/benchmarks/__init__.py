@@ -1,1 +1,1 @@
-"""One module for each group of figures; each has `measure(bench) -> Section`."""
+"""One module for each subject; each has `measure(bench) -> Section`."""

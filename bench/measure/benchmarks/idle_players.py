@@ -7,7 +7,7 @@ import time
 from dataclasses import dataclass
 
 from ..bench import Bench
-from ..results import Check, Row, Section, Series, memory_row, side_by_side
+from ..results import Check, Row, Section, Series, memory_row, paired, series_of
 from ..processes import (
     Holdings,
     context_switches,
@@ -35,15 +35,15 @@ class Cost:
 
 def measure(bench: Bench) -> Section:
     players, threads = bench.program("idle_players"), bench.program("idle_threads")
-    rounds = [(_cost_of_each(players), _cost_of_each(threads)) for _ in range(ROUNDS)]
-    memory, bare_memory = side_by_side(rounds, lambda cost: cost.held.memory)
-    descriptors, bare_descriptors = side_by_side(rounds, lambda cost: cost.held.descriptors)
-    creation, bare_creation = side_by_side(rounds, lambda cost: cost.creation)
-    destruction, bare_destruction = side_by_side(rounds, lambda cost: cost.destruction)
+    rounds = paired(ROUNDS, lambda: _cost_of_each(players), lambda: _cost_of_each(threads))
+    memory, bare_memory = series_of(rounds, lambda cost: cost.held.memory)
+    descriptors, bare_descriptors = series_of(rounds, lambda cost: cost.held.descriptors)
+    creation, bare_creation = series_of(rounds, lambda cost: cost.creation)
+    destruction, bare_destruction = series_of(rounds, lambda cost: cost.destruction)
     wake_ups = Series.of(_wake_ups(players))
     return Section(
         "Idle players",
-        f"A process makes {MANY:,} players, waits, and destroys them. Beside it one does the same "
+        f"A process makes {MANY:,} players, waits, and destroys them. Another does the same "
         "with threads as an application writes them: a `std::thread` that waits on a condition "
         "variable for what comes into a `std::deque`. What each takes is the difference to a "
         "process with one. Destruction ends when no object and no thread is left. Memory is what "

@@ -23,7 +23,7 @@ def measure(bench: Bench) -> Section:
 
     slope, start = cost("player_loop")
     bare_slope, bare_start = cost("bare_loop")
-    added = Series.of((start.median - bare_start.median) / 1e6)
+    added = start.minus(bare_start).each(lambda count: count / 1e6)
     return Section(
         "Instructions",
         f"A track of {SHORT} s and one of {LONG} s are played into ALSA's null device under "

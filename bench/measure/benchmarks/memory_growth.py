@@ -11,7 +11,7 @@ from ..processes import bytes_read, finish, resident_memory, running
 SECONDS = 3600
 BYTES_A_MINUTE = 60 * 128_000 // 8
 MINUTES = [1, *range(10, 181, 10)]
-ROUNDS = 5
+ROUNDS = 7
 TOLERANCE = 16
 """KiB: a few pages, of the code of the libraries among others, are touched late."""
 
@@ -25,7 +25,7 @@ def measure(bench: Bench) -> Section:
         "Memory in the long run",
         f"A player plays a track of {SECONDS // 60} minutes into ALSA's null device, as fast as it "
         "can, with repeat on, and fades down and up all the time, a step every millisecond. How "
-        "much it has played is told by what the process has read. Memory is all that is resident. "
+        "much it has played is known from what the process has read. Memory is all that is resident. "
         f"The target allows for {TOLERANCE // 4} pages that are touched late; a single byte lost "
         "with each block would make 400 KiB.",
         [

@@ -3,14 +3,14 @@
 from __future__ import annotations
 
 from ..bench import Bench
-from ..results import Check, Plot, Row, Section, side_by_side
+from ..results import Check, Plot, Row, Section, Series, paired, series_of
 from ..processes import next_line, running
 
 COUNTS = [1, 8, 32, 128, 512]
 PLAYED = 2560
-"""Seconds of audio that a crowd plays together."""
+"""Seconds of audio that all players of a process play together."""
 LONGEST, SHORTEST = 600, 5
-ROUNDS = 5
+ROUNDS = 9
 
 
 def measure(bench: Bench) -> Section:
@@ -24,19 +24,19 @@ def measure(bench: Bench) -> Section:
             next_line(process)
             return float(next_line(process)) * 1e6 / count / seconds
 
-    rounds = {
-        count: [
-            (cost("parallel_players", count), cost("parallel_bare_loops", count))
-            for _ in range(ROUNDS)
-        ]
-        for count in COUNTS
-    }
-    series = {count: side_by_side(measured, float) for count, measured in rounds.items()}
+    def costs(count: int) -> tuple[Series, Series]:
+        players, loops = (
+            lambda: cost("parallel_players", count),
+            lambda: cost("parallel_bare_loops", count),
+        )
+        return series_of(paired(ROUNDS, players, loops), float)
+
+    series = {count: costs(count) for count in COUNTS}
     return Section(
         "Many players at once",
         f"{', '.join(map(str, COUNTS))} players play a track at the same time into ALSA's null "
         "device, as fast as they can, and as many threads with a bare loop each do the same. The "
-        "figure is the processor time of the process from the first play to the last end, for each "
+        "value is the processor time of the process from the first play to the last end, for each "
         f"player and second of audio. The more players, the shorter the track: {LONGEST} s for "
         f"{COUNTS[0]}, {SHORTEST} s for {COUNTS[-1]}.",
         [

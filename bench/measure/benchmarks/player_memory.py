@@ -5,13 +5,13 @@ from __future__ import annotations
 import time
 
 from ..bench import Bench
-from ..results import Check, Row, Section, memory_row, side_by_side
+from ..results import Check, Row, Section, memory_row, paired, series_of
 from ..processes import Holdings, holdings, next_line, running
 
 FEW, MANY = 1, 32
 SECONDS = 3600
 SETTLE = 1.0
-ROUNDS = 5
+ROUNDS = 7
 
 
 def measure(bench: Bench) -> Section:
@@ -28,14 +28,14 @@ def measure(bench: Bench) -> Section:
         few, many = playing(program, FEW), playing(program, MANY)
         return many.each_further(few, MANY - FEW)
 
-    rounds = [(each("parallel_players"), each("parallel_bare_loops")) for _ in range(ROUNDS)]
-    memory, bare_memory = side_by_side(rounds, lambda held: held.memory)
-    threads, bare_threads = side_by_side(rounds, lambda held: held.threads)
-    descriptors, bare_descriptors = side_by_side(rounds, lambda held: held.descriptors)
+    rounds = paired(ROUNDS, lambda: each("parallel_players"), lambda: each("parallel_bare_loops"))
+    memory, bare_memory = series_of(rounds, lambda held: held.memory)
+    threads, bare_threads = series_of(rounds, lambda held: held.threads)
+    descriptors, bare_descriptors = series_of(rounds, lambda held: held.descriptors)
     return Section(
         "Memory of a playing player",
-        f"{FEW} and {MANY} players play a track of an hour into ALSA's null device, beside as many "
-        "threads with a bare loop each. The difference of the two processes, which are halted while "
+        f"{FEW} and {MANY} players play a track of an hour into ALSA's null device; the reference "
+        "is as many threads with a bare loop each. The difference of the two processes, which are halted while "
         "they are looked at, gives what each further player holds. Memory is what "
         "`/proc/PID/smaps_rollup` counts as private.",
         [

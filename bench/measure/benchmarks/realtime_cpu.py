@@ -23,13 +23,13 @@ def measure(bench: Bench) -> Section:
         "mpg123": ["mpg123", "--quiet", track],
     }
     with pulse.server(bench) as environment:
-        rounds = [_play_all(commands, environment) for _ in range(ROUNDS)]
+        rounds = [_play_all(commands, environment, number % 2 == 1) for number in range(ROUNDS)]
     player, bare, mpg123 = (Series(tuple(taken[name] for taken in rounds)) for name in commands)
     return Section(
         "Processor time in real time",
         f"A track of {SECONDS} s is played to a PulseAudio server with a null sink, which takes the "
         f"sound at its real pace. In each of {ROUNDS} rounds {COPIES} processes of each kind play it "
-        "at the same time; the figure is the user and system time of a whole process, its start "
+        "at the same time; the value is the user and system time of a whole process, its start "
         f"and end included, for each second of audio, as a mean of the {COPIES}.",
         [
             Row(
@@ -52,12 +52,15 @@ def measure(bench: Bench) -> Section:
     )
 
 
-def _play_all(commands: dict[str, list[str]], environment: dict[str, str]) -> dict[str, float]:
-    """Plays with all programs side by side: milliseconds of processor time for a second of audio."""
+def _play_all(
+    commands: dict[str, list[str]], environment: dict[str, str], backwards: bool
+) -> dict[str, float]:
+    """Plays with all programs at the same time: milliseconds of processor time for a second of audio."""
+    order = list(reversed(commands.items())) if backwards else list(commands.items())
     started: dict[str, list[subprocess.Popen[bytes]]] = {name: [] for name in commands}
     with contextlib.ExitStack() as ends:
         for _ in range(COPIES):
-            for name, command in commands.items():
+            for name, command in order:
                 process = subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL)
                 ends.callback(process.kill)  # where another has failed
                 started[name].append(process)

@@ -7,8 +7,8 @@ from dataclasses import dataclass
 
 from ..bench import Bench
 from ..callgrind import dumped_instructions
-from ..results import Check, Row, Section, Series, Table
-from ..google_benchmark import nanoseconds
+from ..results import Check, Row, Section, Series, Table, series_of
+from ..google_benchmark import paired_entries
 
 ROUNDS = 15
 SECONDS = 0.03
@@ -21,9 +21,9 @@ WAYS = {
 }
 
 TEXT = f"""\
-The calls that do all their work on the caller's thread, beside what an application would write that
+The calls that do all their work on the caller's thread, and what an application would write that
 keeps its settings itself: a `std::map<std::string, boost::any>` under a `std::mutex`, in the program
-itself. Google Benchmark times them in {ROUNDS} rounds of random order. With 8 threads a figure is the
+itself. Google Benchmark times them in {ROUNDS} rounds. With 8 threads a value is the
 whole time divided by the calls of all of them, so it falls as far as they run side by side.
 
 The difference is the price of two promises. Each access of a property is reported to the platform, also
@@ -40,6 +40,9 @@ calling thread looks for common ones; it finds that of the output-module path, o
 the process. Threads on one player have its mutex in common: they show what sharing costs, as far as the
 machine has cores to spare."""
 
+Times = dict[tuple[str, str], tuple[Series, Series]]
+"""By call and way: ours and by hand."""
+
 
 @dataclass(frozen=True)
 class Locks:
@@ -50,9 +53,10 @@ class Locks:
 
 
 def measure(bench: Bench) -> Section:
-    times = nanoseconds(bench.program("setting_call_times"), ROUNDS, SECONDS)
     locks = _locks(bench)
-    calls = [call for call in locks if f"{call}/ours/alone" in times]
+    counted = _counted_instructions(bench)
+    calls = [call for call in locks if _by_hand(call) in counted]
+    times = {(call, way): _nanoseconds(bench, call, way) for call in calls for way in WAYS}
     return Section(
         "Queries, settings and callbacks",
         TEXT,
@@ -61,24 +65,30 @@ def measure(bench: Bench) -> Section:
             _gain(times, calls, "shared"),
             _common_mutexes(calls, locks),
         ],
-        [*(_times(times, calls, way) for way in WAYS), _instructions(bench, locks)],
+        [*(_times(times, calls, way) for way in WAYS), _instructions(counted, locks)],
     )
 
 
-def _gain(times: dict[str, Series], calls: list[str], way: str) -> Row:
+def _nanoseconds(bench: Bench, call: str, way: str) -> tuple[Series, Series]:
+    """The real time of a call, ours and by hand."""
+    names = (f"{call}/{whose}/{way}" for whose in ("ours", "by_hand"))
+    rounds = paired_entries(bench.program("setting_call_times"), *names, ROUNDS, SECONDS)
+    return series_of(rounds, lambda entry: entry["real_time"])
+
+
+def _gain(times: Times, calls: list[str], way: str) -> Row:
     """How many times the calls of one thread are done in the same time.
 
     Of all calls together: each has few rounds for a quotient of quotients.
     """
 
-    def gain(whose: str) -> Series:
-        gains = (
-            times[f"{call}/{whose}/alone"].over(times[f"{call}/{whose}/{way}"]) for call in calls
+    def gain(whose: int) -> Series:
+        return Series.joined(
+            times[call, "alone"][whose].over(times[call, way][whose]) for call in calls
         )
-        return Series(tuple(value for each in gains for value in each.values))
 
     what = f"Calls in the same time: {WAYS[way]}, over one thread; the rounds of all calls"
-    return Row(what, "times", gain("ours"), "by hand", gain("by_hand"))
+    return Row(what, "times", gain(0), "by hand", gain(1))
 
 
 def _common_mutexes(calls: list[str], locks: dict[str, Locks]) -> Row:
@@ -91,9 +101,9 @@ def _common_mutexes(calls: list[str], locks: dict[str, Locks]) -> Row:
     )
 
 
-def _times(times: dict[str, Series], calls: list[str], way: str) -> Table:
+def _times(times: Times, calls: list[str], way: str) -> Table:
     def row(call: str) -> list[str]:
-        ours, by_hand = times[f"{call}/ours/{way}"], times[f"{call}/by_hand/{way}"]
+        ours, by_hand = times[call, way]
         return [f"`{call}`", ours.show("ns"), by_hand.show("ns"), ours.over(by_hand).show("times")]
 
     headers = [f"A call, {WAYS[way]}", "Ours", "By hand", "Ours over by hand"]
@@ -113,17 +123,28 @@ def _locks(bench: Bench) -> dict[str, Locks]:
     return {call: Locks(int(locked), int(common)) for call, locked, common in lines}
 
 
-def _instructions(bench: Bench, locks: dict[str, Locks]) -> Table:
-    counted = dumped_instructions(
+def _counted_instructions(bench: Bench) -> dict[str, int]:
+    return dumped_instructions(
         [bench.program("setting_call_instructions"), str(COUNTED_CALLS)], bench.null_device()
     )
 
+
+def _by_hand(call: str) -> str:
+    return f"{call} by hand"
+
+
+def _instructions(counted: dict[str, int], locks: dict[str, Locks]) -> Table:
     def show(name: str) -> str:
         return f"{counted[name] / COUNTED_CALLS:,.0f}" if name in counted else ""
 
     def row(call: str, of_call: Locks) -> list[str]:
-        by_hand = show(f"{call} by hand")
-        return [f"`{call}`", show(call), by_hand, str(of_call.locked), str(of_call.common)]
+        return [
+            f"`{call}`",
+            show(call),
+            show(_by_hand(call)),
+            str(of_call.locked),
+            str(of_call.common),
+        ]
 
     return Table(
         ["A call", "Instructions", "By hand", "Mutexes locked", "For another player too"],

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from ..bench import Bench
 from ..events import Event, events_of, events_until, times_between
-from ..results import Check, Row, Section, Series
+from ..results import Check, Row, Section, paired, series_of
 
 SONG = 240
 RUNS = 30
@@ -15,13 +15,13 @@ def measure(bench: Bench) -> Section:
     song = bench.track(SONG)
     return Section(
         "Start",
-        "The device is an ALSA plugin that takes sound at its real rate, as a card does, and notes "
+        "The device is an ALSA plugin that takes sound at its real rate, as a card does, and records "
         f"when the first frames arrive. The track is {SONG} s long. Measured is the time from the "
         "request to play a loaded player, and from `qz_audio_new` of a player that is given the track "
         "and asked to play. The bare loop does the same work: starts an output and plays a block; "
         "makes a decoder and an output, opens both and plays a block. Each of the "
         f"{RUNS} rounds is a new process that opens once and then starts {PLAYS_A_RUN} times. "
-        "What the library needs more is the difference of the two medians. "
+        "What the library needs more is the difference, in each round, of the two medians. "
         "`qz_play` and `mpg123` are measured from their exec to the first frames.",
         [*_library(bench, song), _program(bench, song)],
     )
@@ -33,14 +33,11 @@ def _library(bench: Bench, song: str) -> list[Row]:
     def run(program: str) -> list[Event]:
         return events_of([bench.program(program), song, str(PLAYS_A_RUN)], environment)
 
-    rounds = [(run("player_start_latency"), run("bare_start_latency")) for _ in range(RUNS)]
+    rounds = paired(RUNS, lambda: run("player_start_latency"), lambda: run("bare_start_latency"))
 
     def row(what: str, event: str, limit: float) -> Row:
-        ours, bare = (
-            Series.joined(times_between(event, "first", events) for events in runs)
-            for runs in zip(*rounds)
-        )
-        added = Series.of(ours.median - bare.median)
+        ours, bare = series_of(rounds, lambda events: times_between(event, "first", events).median)
+        added = ours.minus(bare)
         return Row(
             what, "ms", ours, "bare loop", bare, (Check(added, "at most", limit, "ms more"),)
         )
@@ -54,15 +51,16 @@ def _library(bench: Bench, song: str) -> list[Row]:
 def _program(bench: Bench, song: str) -> Row:
     environment = bench.paced_desktop()
 
-    def run(*command: str) -> Series:
-        noted = events_until("first", [bench.program("log_exec"), *command], environment)
-        return times_between("exec", "first", noted)
+    def run(*command: str) -> float:
+        events = events_until("first", [bench.program("log_exec"), *command], environment)
+        return times_between("exec", "first", events).median
 
-    rounds = [
-        (run(bench.program("qz_play"), song), run("mpg123", "-q", "-o", "alsa", song))
-        for _ in range(RUNS)
-    ]
-    ours, reference = (Series.joined(runs) for runs in zip(*rounds))
+    rounds = paired(
+        RUNS,
+        lambda: run(bench.program("qz_play"), song),
+        lambda: run("mpg123", "-q", "-o", "alsa", song),
+    )
+    ours, reference = series_of(rounds, float)
     check = Check(ours.over(reference), "at most", 2.0)
     return Row(
         "`qz_play` from exec to the first frames", "ms", ours, "`mpg123`", reference, (check,)
