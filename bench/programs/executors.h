@@ -7,11 +7,14 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/smart_ptr/make_shared.hpp>
 
 #include <uv.h>
 
+#include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -120,4 +123,95 @@ private:
     std::vector<std::function<void()>> waiting_;
     std::vector<std::function<void()>> running_;
     std::thread thread_;
+};
+
+/// The textbook queue: the worker swaps all waiting tasks out and runs them without the mutex.
+class batch_swap_queue
+{
+public:
+    batch_swap_queue() : thread_([this] { work(); }) {}
+    ~batch_swap_queue()
+    {
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            stopped_ = true;
+        }
+        changed_.notify_one();
+        thread_.join();
+    }
+    batch_swap_queue(const batch_swap_queue&) = delete;
+    batch_swap_queue& operator=(const batch_swap_queue&) = delete;
+
+    void post(std::function<void()> task)
+    {
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            waiting_.push_back(std::move(task));
+        }
+        changed_.notify_one();
+    }
+
+private:
+    void work()
+    {
+        std::vector<std::function<void()>> running;
+        while (take_waiting(running)) {
+            for (const auto& task : running) {
+                task();
+            }
+            running.clear();
+        }
+    }
+
+    bool take_waiting(std::vector<std::function<void()>>& taken)
+    {
+        std::unique_lock<std::mutex> lock(mutex_);
+        changed_.wait(lock, [this] { return !waiting_.empty() || stopped_; });
+        taken.swap(waiting_);
+        return !taken.empty();
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<std::function<void()>> waiting_;
+    bool stopped_ = false;
+    std::thread thread_;
+};
+
+/// Posts the task and nothing else.
+struct task_alone {
+    template <typename Task>
+    static void post(const boost::shared_ptr<batch_swap_queue>& queue, Task task)
+    {
+        queue->post(std::move(task));
+    }
+};
+
+/// Takes what qz_thread_service_exec takes, in a call that is not inlined either.
+struct same_arguments {
+    [[gnu::noinline]] static void exec(boost::shared_ptr<batch_swap_queue> queue,
+                                       std::function<void()> task, std::string, int)
+    {
+        queue->post(std::move(task));
+    }
+
+    template <typename Task>
+    static void post(const boost::shared_ptr<batch_swap_queue>& queue, Task task)
+    {
+        exec(queue, std::move(task), __FILE__, __LINE__);
+    }
+};
+
+template <typename Arguments>
+class batch_swap_executor
+{
+public:
+    template <typename Task>
+    void post(Task task)
+    {
+        Arguments::post(queue_, std::move(task));
+    }
+
+private:
+    const boost::shared_ptr<batch_swap_queue> queue_ = boost::make_shared<batch_swap_queue>();
 };

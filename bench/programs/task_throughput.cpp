@@ -39,5 +39,13 @@ void task_throughput(benchmark::State& state)
 BENCHMARK_TEMPLATE(task_throughput, service_executor)->UseRealTime()->Threads(1)->Threads(4);
 BENCHMARK_TEMPLATE(task_throughput, asio_executor)->UseRealTime()->Threads(1)->Threads(4);
 BENCHMARK_TEMPLATE(task_throughput, uv_executor)->UseRealTime()->Threads(1)->Threads(4);
+BENCHMARK_TEMPLATE(task_throughput, batch_swap_executor<task_alone>)
+    ->UseRealTime()
+    ->Threads(1)
+    ->Threads(4);
+BENCHMARK_TEMPLATE(task_throughput, batch_swap_executor<same_arguments>)
+    ->UseRealTime()
+    ->Threads(1)
+    ->Threads(4);
 
 } // namespace

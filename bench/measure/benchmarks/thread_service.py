@@ -1,4 +1,4 @@
-"""The thread service compared with Boost.Asio and libuv."""
+"""The thread service compared with Boost.Asio, libuv and the textbook queue."""
 
 from __future__ import annotations
 
@@ -9,16 +9,23 @@ from ..results import Check, Row, Section, Series, series_of
 SECONDS = 0.05
 OURS = "service_executor"
 ASIO, UV = "Boost.Asio", "libuv"
+BATCH_SWAP = "batch-swap queue, same arguments"
 EXECUTORS = {
     ASIO: "asio_executor",
     UV: "uv_executor",
+    BATCH_SWAP: "batch_swap_executor<same_arguments>",
 }
-LEAST_THROUGHPUT = {ASIO: 1.5}
+PLAIN_BATCH_SWAP = "batch_swap_executor<task_alone>"
+LEAST_THROUGHPUT = {ASIO: 1.5, BATCH_SWAP: 0.7}
 POSTERS = {1: "one thread", 4: "four threads"}
 
 TEXT = """\
 Boost.Asio is an `io_context` for a single thread; libuv is a loop with an async handle, and the queue under a
-mutex that its users add. Each task counts an integer down. An idle worker is woken from
+mutex that its users add. The batch-swap queue is the textbook's: a mutex, a condition variable and a
+`std::vector` that the worker swaps out whole and works off without the mutex; it has no intervals and no nested
+calls. Each task counts an integer down. The interface of the thread service fixes arguments by value: a handle,
+a `std::function`, and a source position with a `std::string`. The batch-swap queue takes the same ones; what
+they cost is its difference to a batch-swap queue that takes the task alone. An idle worker is woken from
 another core, 200 times a round. The interval, and the `steady_timer` it is compared with, tick every 10 ms,
 100 times a round, each time armed from the start of the tick before. Neither wait has the kernel's usual timer
 slack of 50 µs: our threads ask for 1 ns, and Asio waits on a `timerfd`, which has none."""
@@ -47,8 +54,15 @@ def _throughput(bench: Bench) -> list[Row]:
         what = f"Tasks posted by {POSTERS[posters]}"
         return Row(what, "a second", ours, name, reference, checks)
 
+    def arguments_row(posters: int) -> Row:
+        loaded, plain = rates(EXECUTORS[BATCH_SWAP], PLAIN_BATCH_SWAP, posters)
+        cost = loaded.paired(plain, lambda with_all, alone: 1e9 / with_all - 1e9 / alone)
+        what = f"The arguments by value, {POSTERS[posters]}: what they add to each task"
+        return Row(what, "ns", cost, "batch-swap queue, task alone", plain.each(lambda n: 1e9 / n))
+
     return [
         *(row(name, posters) for posters in POSTERS for name in EXECUTORS),
+        *(arguments_row(posters) for posters in POSTERS),
     ]
 
 
