@@ -296,7 +296,7 @@ void play_loop::wait_until_played()
 {
     constexpr duration look = std::chrono::milliseconds(5);
     const time_point end = playout_.end();
-    for (time_point now = clock_now(); now < end && player_->pending_halts == 0;
+    for (time_point now = clock_now(); now < end && player_->pending_halts <= 0;
          now = clock_now()) {
         clock_sleep(std::min(end - now, look));
     }
