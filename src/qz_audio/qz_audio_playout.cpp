@@ -31,6 +31,9 @@ void playout::add_write(time_point start, time_point end, duration length)
     }
     if (has_blocked_) { // before that, the device may not even have begun to play
         level_ = std::max(duration::zero(), level_ - (end - last_end_));
+        if (level_ == duration::zero()) { // empty after a stall: it fills again
+            first_blocked_end_ = end;
+        }
     }
     level_ += length;
     written_ += length;
@@ -68,7 +71,7 @@ bool playout::follows_the_clock() const
 {
     const duration elapsed = last_end_ - first_end_;
     const duration ahead = written_ - elapsed;
-    if (!has_blocked_) {
+    if (!has_blocked_ || ahead <= longest_unblocked) {
         return ahead <= longest_unblocked;
     }
     // A file may block for a moment, too, but then it takes far more sound than fits into the time since.
