@@ -2,6 +2,7 @@
 
 #include "callbacks.h"
 #include "failure.h"
+#include "moods.h"
 #include "mutexes.h"
 #include "platform.h"
 #include "scheduler.h"
@@ -175,6 +176,50 @@ void play_task_has_left(const player& of)
 {
     if (of.record->in_play) {
         fail("the play task is told to run only while it runs", name_of(of));
+    }
+}
+
+// The wait at the end of a track
+
+bool is_halt(operation request)
+{
+    return request == operation::stop || request == operation::set_track ||
+           request == operation::destroy;
+}
+
+void request_ends_the_wait(const player& of)
+{
+    constexpr unsigned most_looks = 2;
+    if (of.looks_after_halt > most_looks) {
+        fail("a stop, a track and a destroy end the wait at the end of a track", name_of(of));
+    }
+}
+
+void wait_is_short(const player& of, milliseconds end)
+{
+    constexpr milliseconds longest = 2500 + 5;
+    if (end - *of.first_look > longest) {
+        fail("no wait at the end of a track is longer than 2.5 s",
+             name_of(of) + ": " + std::to_string(end - *of.first_look) + " ms");
+    }
+}
+
+void nothing_runs_in_the_wait(const player& of)
+{
+    if (of.wait_ended) {
+        fail("no task, tick or call of a sound library interrupts the wait at the end of a track",
+             name_of(of));
+    }
+}
+
+void end_is_heard(const player& of, milliseconds unplayed)
+{
+    // A device that buffers more looks like a file until it is full.
+    const bool may_be_a_file = neighbours().buffer() > 600;
+    if (unplayed != 0 && of.own_thread->jobs.back() == operation::play &&
+        of.last_decode == MPG123_DONE && of.waiting_halts == 0 && !may_be_a_file) {
+        fail("the end of a track is heard, unless a request halts it",
+             name_of(of) + ": not the last " + std::to_string(unplayed) + " ms");
     }
 }
 
@@ -562,8 +607,46 @@ void check_property_read(const thread& self, const property_list& list)
     property_is_read_under_lock(self, list);
 }
 
+void note_posting(const thread& worker, operation request)
+{
+    if (player* const of = observed().find(worker)) {
+        of->waiting_halts += is_halt(request) ? 1 : 0;
+    }
+}
+
+void note_posted(const thread& worker, operation request)
+{
+    if (player* const of = observed().find(worker)) {
+        of->requested_halts += is_halt(request) ? 1 : 0;
+    }
+}
+
+void check_look(player& of, milliseconds now, milliseconds next)
+{
+    of.first_look = of.first_look.value_or(now);
+    of.looks_after_halt += of.requested_halts > 0 ? 1 : 0;
+    request_ends_the_wait(of);
+    wait_is_short(of, next);
+    nothing_runs_in_the_wait(of);
+}
+
+void check_library_call(const thread& self)
+{
+    if (player* const of = observed().find(self)) {
+        of->wait_ended = of->first_look.has_value();
+    }
+}
+
+void check_dropped(const player& of, milliseconds unplayed)
+{
+    end_is_heard(of, unplayed);
+}
+
 void check_task_begins(player& of, operation request)
 {
+    of.waiting_halts -= is_halt(request) ? 1 : 0;
+    of.requested_halts -= is_halt(request) ? 1 : 0;
+    of.wait_ended = of.first_look.has_value();
     of.unserved_blocks = 0;
     of.idle_services = 0;
     of.last_decode = request == operation::play ? MPG123_OK : of.last_decode;
@@ -599,6 +682,9 @@ void check_status_query(const player& of, std::size_t from, qz_audio_status resu
 void check_block_read(player& of)
 {
     ++of.unserved_blocks;
+    of.first_look.reset();
+    of.looks_after_halt = 0;
+    of.wait_ended = false;
     of.owes_block = false;
     of.idle_services = 0;
     serves_between_blocks(of);

@@ -15,8 +15,6 @@
 namespace simulation
 {
 
-struct thread;
-
 void check_after_step();
 
 void check_lock_order(const thread& self, const pthread_mutex_t& wanted);
@@ -39,6 +37,19 @@ void check_status_query(const player& of, std::size_t from, qz_audio_status resu
 void check_block_read(player& of);
 void check_decoded(player& of, int result);
 void check_service(player& of, bool ran);
+
+/// A task for `request` is posted to a thread, or the posting has returned.
+void note_posting(const thread& worker, operation request);
+void note_posted(const thread& worker, operation request);
+
+/// The player's thread looks at `now`, in a wait at the end of a track, and sleeps until `next`.
+void check_look(player& of, milliseconds now, milliseconds next);
+
+/// A thread calls a function of a sound library.
+void check_library_call(const thread& self);
+
+/// A player's thread drops what its output has not played: so much sound, on a device that keeps real time.
+void check_dropped(const player& of, milliseconds unplayed);
 
 /// A player has so many intervals.
 void check_intervals(const thread& own_thread, std::size_t count);

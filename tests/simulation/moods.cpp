@@ -16,6 +16,7 @@ moods::moods(std::uint64_t seed) : seed_(seed), failures_(0), blocks_(0), pace_(
     failures_ = choices.one_of({0U, 0U, 100U, 20U, 6U});
     blocks_ = choices.one_of({0U, 0U, 50U, 10U});
     pace_ = choices.one_of<milliseconds>({0, 26, 26, 200});
+    buffer_ = choices.one_of<std::optional<milliseconds>>({std::nullopt, 0, 100, 500, 3000});
 }
 
 random_sequence moods::draw(const char* function, int player)

@@ -9,6 +9,7 @@
 #include "scheduler.h"
 
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -26,8 +27,11 @@ public:
     /// How long this call of `function` blocks; mostly not at all.
     milliseconds blocks(const char* function, int player);
 
-    /// How long a block of sound takes.
+    /// How long a block of sound takes, however long it sounds.
     [[nodiscard]] milliseconds pace() const { return pace_; }
+
+    /// How much the devices buffer that keep real time; nothing where they do not, but take the pace.
+    [[nodiscard]] std::optional<milliseconds> buffer() const { return buffer_; }
 
     [[nodiscard]] std::uint64_t seed() const { return seed_; }
 
@@ -38,6 +42,7 @@ private:
     unsigned failures_; ///< Once in so many calls.
     unsigned blocks_;   ///< Once in so many calls.
     milliseconds pace_;
+    std::optional<milliseconds> buffer_;
     std::map<std::pair<std::string, int>, std::uint64_t> calls_;
 };
 

@@ -5,10 +5,17 @@
 
 #include <out123.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+
 // NOLINTNEXTLINE(readability-identifier-naming): the library's name for it.
 struct out123_struct : simulation::sound_handle {
     bool started = false;
     std::size_t buffered = 0;
+    std::optional<simulation::milliseconds> buffer; ///< Of a device that keeps real time.
+    std::uint64_t rate = 1;
+    std::uint64_t silent_at = 0; ///< In virtual microseconds: when it has played what it buffers.
 };
 
 namespace simulation
@@ -18,6 +25,8 @@ namespace
 {
 
 using call = library_call<out123_handle>;
+
+constexpr std::size_t bytes_per_frame = 4;
 
 handle_table<out123_handle>& handles()
 {
@@ -36,6 +45,24 @@ public:
     opening(const opening&) = delete;
     opening& operator=(const opening&) = delete;
 };
+
+/// How long a device that keeps real time still sounds.
+milliseconds unplayed(const out123_handle& ao)
+{
+    const std::uint64_t now = scheduler::running()->now() * 1000;
+    return ao.silent_at > now ? (ao.silent_at - now + 999) / 1000 : 0;
+}
+
+/// The device gets so many bytes. Returns how long it takes until they fit into its buffer.
+milliseconds take(out123_handle& ao, std::size_t bytes)
+{
+    if (!ao.buffer) {
+        return bytes == 0 ? 0 : neighbours().pace();
+    }
+    const std::uint64_t begin = std::max(ao.silent_at, scheduler::running()->now() * 1000);
+    ao.silent_at = begin + bytes / bytes_per_frame * 1'000'000 / ao.rate;
+    return std::max(unplayed(ao), *ao.buffer) - *ao.buffer;
+}
 
 } // namespace
 
@@ -90,7 +117,7 @@ int out123_open(out123_handle* ao, const char*, const char*)
     return OUT123_OK;
 }
 
-int out123_start(out123_handle* ao, long, int, int)
+int out123_start(out123_handle* ao, long rate, int, int)
 {
     const call entered(handles(), ao, "out123_start");
     if (!entered) {
@@ -100,6 +127,9 @@ int out123_start(out123_handle* ao, long, int, int)
     entered.block();
     ao->started = !entered.fails(OUT123_DEV_PLAY);
     ao->buffered = 0;
+    ao->buffer = neighbours().buffer();
+    ao->rate = static_cast<std::uint64_t>(rate);
+    ao->silent_at = 0;
     if (!ao->started) {
         note_failure("out123_start", OUT123_DEV_PLAY);
         return OUT123_ERR;
@@ -114,7 +144,7 @@ int out123_getformat(out123_handle* ao, long*, int*, int*, int* framesize)
         note_failure("out123_getformat", entered ? OUT123_NOT_LIVE : OUT123_BAD_HANDLE);
         return OUT123_ERR;
     }
-    *framesize = 4;
+    *framesize = bytes_per_frame;
     return OUT123_OK;
 }
 
@@ -122,6 +152,7 @@ void out123_pause(out123_handle* ao)
 {
     const call entered(handles(), ao, "out123_pause");
     if (entered) {
+        ao->silent_at = 0; // it closes the device
         entered.block();
     }
 }
@@ -134,11 +165,13 @@ std::size_t out123_play(out123_handle* ao, void*, std::size_t bytes)
     }
     check_played(ao->started, bytes);
     if (entered.fails(OUT123_DEV_PLAY)) {
+        ao->buffer.reset(); // from now on it does not keep time either
+        ao->silent_at = 0;
         return 0;
     }
     ao->buffered += bytes;
     entered.block();
-    call::wait(bytes == 0 ? 0 : neighbours().pace());
+    call::wait(take(*ao, bytes));
     return bytes;
 }
 
@@ -146,7 +179,9 @@ void out123_drop(out123_handle* ao)
 {
     const call entered(handles(), ao, "out123_drop");
     if (entered) {
+        check_dropped(*calling_player(), unplayed(*ao));
         ao->buffered = 0;
+        ao->silent_at = 0;
         entered.block();
     }
 }

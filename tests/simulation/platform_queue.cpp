@@ -73,10 +73,13 @@ void platform_queue::post(task work)
         return; // the closure goes with the argument
     }
     queue_due_ticks();
-    waiting_.push_back(
-        {std::move(work), 0, current_request(), std::exchange(self().stop, nullptr)});
+    const operation request = current_request();
+    const thread& worker = *thread_; // this queue may end at the point
+    waiting_.push_back({std::move(work), 0, request, std::exchange(self().stop, nullptr)});
+    note_posting(worker, request);
     schedule().notify(this);
-    schedule().point("has posted to", thread_->name);
+    schedule().point("has posted to", worker.name);
+    note_posted(worker, request);
 }
 
 unsigned long platform_queue::start_interval(tick beat, unsigned long period)

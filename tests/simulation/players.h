@@ -3,6 +3,7 @@
 #pragma once
 
 #include "operation.h"
+#include "scheduler.h"
 
 #include "qz_audio/qz_audio.h"
 #include "qz_audio/qz_audio_record.h"
@@ -17,8 +18,6 @@
 
 namespace simulation
 {
-
-struct thread;
 
 enum class report_kind : unsigned char { status, error, volume };
 
@@ -51,6 +50,11 @@ struct player {
     int last_decode = 0;              ///< What the last read, or a failed seek or load, gave.
     unsigned unserved_blocks = 0;     ///< Read since a task was asked for.
     unsigned idle_services = 0;       ///< Asked for a task in vain since a block was read.
+    int waiting_halts = 0;            ///< Posted stops, tracks and destroys that have not begun.
+    int requested_halts = 0;          ///< The same, once the posting has returned.
+    std::optional<milliseconds> first_look{}; ///< Of the wait at the end of a track.
+    unsigned looks_after_halt = 0;            ///< Begun with a halt requested.
+    bool wait_ended = false;                  ///< Something has run since.
     bool owes_volume = false;         ///< The decoder has a new one that is not reported yet.
     std::vector<int> codes{0, 7};     ///< That an error report may tell.
     std::optional<report> unposted{}; ///< Stored, and not handed to the system service yet.

@@ -25,6 +25,7 @@ inline thread& enter_library(const char* function)
     scheduler& schedule = *scheduler::running();
     thread& self = *schedule.current();
     check_no_lock_beyond_list(self, function);
+    check_library_call(self);
     schedule.point(function);
     return self;
 }
