@@ -31,8 +31,8 @@ void playout::add_write(time_point start, time_point end, duration length)
     }
     if (has_blocked_) { // before that, the device may not even have begun to play
         level_ = std::max(duration::zero(), level_ - (end - last_end_));
-        if (level_ == duration::zero()) { // empty after a stall: it fills again
-            first_blocked_end_ = end;
+        if (level_ == duration::zero()) { // a stall has emptied it
+            filling_since_ = end;
         }
     }
     level_ += length;
@@ -43,14 +43,14 @@ void playout::add_write(time_point start, time_point end, duration length)
     if (end - start >= length / 4) {
         if (!has_blocked_) {
             has_blocked_ = true;
-            first_blocked_end_ = end;
+            filling_since_ = end;
         }
         last_blocked_start_ = start;
         longest_blocked_ = std::max(longest_blocked_, end - start);
         since_blocked_ = duration::zero();
     }
     since_blocked_ += length;
-    if (!has_blocked_ || end - first_blocked_end_ <= time_to_fill) {
+    if (!has_blocked_ || end - filling_since_ <= time_to_fill) {
         capacity_ = std::max(capacity_, level_);
     }
 }
@@ -71,10 +71,10 @@ bool playout::follows_the_clock() const
 {
     const duration elapsed = last_end_ - first_end_;
     const duration ahead = written_ - elapsed;
-    if (!has_blocked_ || ahead <= longest_unblocked) {
-        return ahead <= longest_unblocked;
+    if (ahead <= longest_unblocked) {
+        return true;
     }
     // A file may block for a moment, too, but then it takes far more sound than fits into the time since.
-    return ahead <= longest_wait + elapsed / drift &&
+    return has_blocked_ && ahead <= longest_wait + elapsed / drift &&
            since_blocked_ <= last_end_ - last_blocked_start_ + longest_blocked_ + block_;
 }

@@ -28,13 +28,13 @@ private:
 
     // Once a write has blocked, the device was full, and plays.
     bool has_blocked_ = false;
-    time_point first_blocked_end_;
+    time_point
+        filling_since_; ///< The end of the first write that blocked, or of the first after an underrun.
     time_point last_blocked_start_;
     duration longest_blocked_{};
     duration since_blocked_{}; ///< Written by the last write that blocked and by those after it.
 
-    duration level_{}; ///< At most so much is in the device's buffer after the last write.
-    duration
-        capacity_{};   ///< The highest level within three seconds of the first write that blocked.
-    duration block_{}; ///< The longest write.
+    duration level_{};    ///< At most so much is in the device's buffer after the last write.
+    duration capacity_{}; ///< The highest level, up to three seconds after `filling_since_`.
+    duration block_{};    ///< The longest write.
 };

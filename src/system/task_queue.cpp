@@ -12,7 +12,7 @@ namespace
 
 using clock = std::chrono::steady_clock;
 
-/// After a burst of so many tasks the worker yields before it sleeps, since the next task often arrives at
+/// After a burst of so many tasks the worker yields twice before it sleeps, since the next tasks often arrive at
 /// once, and a sleep with its wake-up costs more than a task. Otherwise it sleeps at once: on a busy core, a
 /// thread that is woken runs before the others, and one that has yielded after them.
 constexpr std::size_t burst = 64;
@@ -32,13 +32,28 @@ clock::time_point due_after(clock::time_point start, clock::duration period)
     return period > never - start ? never : start + period;
 }
 
+/// Locks `mutex`. While another thread holds it, yields twice before it sleeps: the mutex is held for less time
+/// than a sleep and its wake-up take.
+std::unique_lock<std::mutex> lock_with_yield(std::mutex& mutex)
+{
+    std::unique_lock<std::mutex> lock(mutex, std::try_to_lock);
+    for (int tries = 0; tries < 2 && !lock; ++tries) {
+        std::this_thread::yield();
+        static_cast<void>(lock.try_lock());
+    }
+    if (!lock) {
+        lock.lock();
+    }
+    return lock;
+}
+
 } // namespace
 
 void task_queue::post(task&& work)
 {
     bool wake = false;
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::unique_lock<std::mutex> lock = lock_with_yield(mutex_);
         if (stopped_) {
             return;
         }
@@ -141,6 +156,7 @@ bool task_queue::wait_for_batch()
         return true;
     }
     if (runs_since_sleep_ >= burst && next_due_.load(std::memory_order_relaxed) == never) {
+        std::this_thread::yield();
         std::this_thread::yield();
     }
     std::unique_lock<std::mutex> lock(mutex_);
