@@ -41,7 +41,7 @@ int main(int argc, char* argv[])
     // Whatever comes first decides: some failures are told twice.
     const word first = told->take();
 
-    // Required: a player whose handles are merely dropped lives, and plays, for ever.
+    // Required: a player whose handles are merely dropped stays alive, and a repeating one plays on.
     qz_audio_destroy(player, __FILE__, __LINE__);
     if (first == word::failed) {
         std::cerr << "play_track: " << argv[1] << " could not be played\n";

@@ -57,7 +57,7 @@ outcome play(const qz_audio_ptr& player, mailbox<word>& told, seconds length)
     if (told.take() == word::failed) {
         return outcome::track_damaged; // In mid-track only the decoder reports failures.
     }
-    // What the output buffers is dropped at a track's end, so a whole play is a little short.
+    // An output that has died takes the sound at once.
     const seconds elapsed = std::chrono::steady_clock::now() - start;
     return elapsed < 0.8 * length ? outcome::output_lost : outcome::whole;
 }

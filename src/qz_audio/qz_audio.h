@@ -26,8 +26,10 @@
 ///   and the later steps of each player's destruction. A callback that blocks holds up all of
 ///   these.
 ///
-/// Requests queue in memory, and nothing holds a caller back when the queue grows. Do not post
-/// requests faster than the player serves them, about `N` a second.
+/// Requests queue in memory, about 75 bytes each, and nothing holds a caller back when the queue
+/// grows. Do not post requests faster than the player serves them: on a 2-core x86-64 machine about
+/// 500,000 volume changes a second while a track plays, and 1,500,000 while none does. A playing
+/// track is not decoded while requests wait.
 ///
 /// Callbacks
 /// ---------
@@ -291,21 +293,25 @@ QZ_AUDIO_API void qz_audio_set_audio_track(qz_audio_ptr ptr, std::string file_pa
 ///
 /// At the end of a track that does not repeat, the player's thread waits until the device has
 /// played what it buffers, and only then reports stopped: the sound is over. It waits at most 2.5 s
-/// after the last block was written, and not at all for an output that does not keep time, such as
-/// a file or a null device. A stop, a new track or a destroy ends the wait early. No other request
-/// runs during the wait; those posted meanwhile are served after it, by the rules for a stopped
-/// player: a volume change applies, a pause does nothing, a play starts the track again from its
-/// start.
+/// after the last block was written. Outputs that do not keep time, such as files, are not waited
+/// for, except after a track shorter than 0.6 s: for its own length. A stop, a new track or a
+/// destroy ends the wait early. No other request and no fade step runs during the wait. Requests
+/// posted meanwhile are served after it, by the rules for a stopped player: a volume change applies,
+/// a pause does nothing, a play starts the track again from its start.
 ///
-/// FIGURES TO FILL IN: a track shorter than PulseAudio's pre-buffering never starts to sound there.
+/// Outputs start to sound only when enough is written, so very short tracks stay silent: on ALSA
+/// tracks shorter than 0.1 s, on PulseAudio tracks up to 0.125 s (half of its latency; with
+/// `PULSE_LATENCY_MSEC=2000` up to 1.0 s). `PULSE_LATENCY_MSEC=100` lowers that to 0.05 s. A device
+/// that buffers more than 0.6 s, such as PipeWire with `PULSE_LATENCY_MSEC=2000`, cuts tracks that
+/// are longer than that and fit into its buffer. PipeWire drops up to 0.02 s of each track's end.
 ///
 /// Do not play what plays: the status stays playing, but decoding halts until a pause, a stop or a
 /// new track.
 ///
 /// A decode error is reported to `on_error` twice, and then the status becomes stopped. One on the
-/// very first block leaves the status as it is: paused after a pause, else loaded. A track that a
-/// decode error ended is opened again by the next play; if that fails, `on_error` is called and the
-/// status stays. If the output cannot be started, the status becomes none, then `on_error` is
+/// very first block leaves the status as it is: paused after a pause, else loaded. A track that
+/// ended because the decoder refused the format of a later part is opened again by the next play; if
+/// that fails, `on_error` is called and the status stays. If the output cannot be started, the status becomes none, then `on_error` is
 /// called, and the next play opens everything again. A device that stops working while it plays is
 /// not reported.
 ///
