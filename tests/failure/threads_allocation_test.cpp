@@ -17,6 +17,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 // A player's life on real threads, with each allocation failing in turn that the libraries make for it on
@@ -166,4 +167,25 @@ TEST_F(ThreadsAllocationTest, ThatKeepsFailingForAReportIsGivenUpAfterASecond)
     EXPECT_TRUE(wait_until([&player] { return player.use_count() == 1; }));
     live();
     EXPECT_EQ(substitute::played().substr(0, 4), "aaaa");
+}
+
+TEST_F(ThreadsAllocationTest, ThatFailsForADueTickLeavesTheIntervalRunning)
+{
+    constexpr std::size_t block_of_queue =
+        512; // what the standard library's deque allocates at a time
+    const auto service = qz_thread_service_new("test");
+    const auto ticks = std::make_shared<std::atomic<unsigned>>(0);
+    qz_thread_service_set_interval(
+        service, [ticks] { return ++*ticks > 0; }, 1, __FILE__, __LINE__);
+    const auto ticks_on = [&ticks] {
+        return wait_until([&ticks, before = ticks->load()] { return *ticks > before; });
+    };
+    {
+        const failing_size failing(block_of_queue);
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds(200)); // for the queue's block to fill
+    }
+    EXPECT_TRUE(ticks_on());
+    qz_object_unref_real(qz_thread_service_to_object(service));
+    qz_thread_service_stop(service, nullptr);
 }
