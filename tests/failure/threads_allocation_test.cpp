@@ -149,8 +149,10 @@ TEST_F(ThreadsAllocationTest, ThatKeepsFailingForAReportIsGivenUpAfterASecond)
     captured_output output;
     constexpr std::size_t size = 4321;
     const qz_audio_ptr player = qz_audio_new();
-    qz_audio_on_status_change(player, [capture = std::array<char, size>()](
-                                          qz_audio_ptr, qz_audio_status) { ADD_FAILURE(); });
+    const std::array<char, size> captured{};
+    qz_audio_on_status_change(player, [captured](const qz_audio_ptr&, qz_audio_status) {
+        ADD_FAILURE() << captured.size();
+    });
     const auto begin = std::chrono::steady_clock::now();
     {
         const failing_size failing(size);
