@@ -17,10 +17,10 @@ constexpr duration longest_wait = 2500ms;
 constexpr duration time_to_fill = 3s;
 
 /// What a device plays after its buffer is empty: the hardware's own share, and a sound server's.
-constexpr duration beyond_buffer = 25ms;
+constexpr duration latency_after_buffer = 25ms;
 
-/// Device and system clock differ by less than one part in so many.
-constexpr int drift = 1000;
+/// The clocks of device and system differ by at most one part in 1000.
+constexpr int largest_drift = 1000;
 
 } // namespace
 
@@ -29,7 +29,7 @@ void playout::add_write(time_point start, time_point end, duration length)
     if (written_ == duration::zero()) {
         first_end_ = end;
     }
-    if (has_blocked_) { // before that, the device may not even have begun to play
+    if (plays()) {
         level_ = std::max(duration::zero(), level_ - (end - last_end_));
         if (level_ == duration::zero()) { // a stall has emptied it
             filling_since_ = end;
@@ -41,33 +41,33 @@ void playout::add_write(time_point start, time_point end, duration length)
     block_ = std::max(block_, length);
 
     if (end - start >= length / 4) {
-        if (!has_blocked_) {
-            has_blocked_ = true;
+        if (!plays()) {
             filling_since_ = end;
         }
+        ++blocked_writes_;
         last_blocked_start_ = start;
         longest_blocked_ = std::max(longest_blocked_, end - start);
         since_blocked_ = duration::zero();
     }
     since_blocked_ += length;
-    if (!has_blocked_ || end - filling_since_ <= time_to_fill) {
+    if (!plays() || end - filling_since_ <= time_to_fill) {
         capacity_ = std::max(capacity_, level_);
     }
 }
 
 time_point playout::end() const
 {
-    return last_end_ + (follows_the_clock() ? buffered() : duration::zero());
+    return last_end_ + (keeps_time() ? buffered() : duration::zero());
 }
 
 /// Returns at most how much the device has yet to play after the last write.
 duration playout::buffered() const
 {
-    return has_blocked_ ? std::min(capacity_ + beyond_buffer, longest_wait)
-                        : std::min(written_, longest_unblocked);
+    return blocked_writes_ > 0 ? std::min(capacity_ + latency_after_buffer, longest_wait)
+                               : std::min(written_, longest_unblocked);
 }
 
-bool playout::follows_the_clock() const
+bool playout::keeps_time() const
 {
     const duration elapsed = last_end_ - first_end_;
     const duration ahead = written_ - elapsed;
@@ -75,6 +75,6 @@ bool playout::follows_the_clock() const
         return true;
     }
     // A file may block for a moment, too, but then it takes far more sound than fits into the time since.
-    return has_blocked_ && ahead <= longest_wait + elapsed / drift &&
+    return blocked_writes_ > 0 && ahead <= longest_wait + elapsed / largest_drift &&
            since_blocked_ <= last_end_ - last_blocked_start_ + longest_blocked_ + block_;
 }

@@ -11,7 +11,7 @@
 class playout
 {
 public:
-    /// Notes a write of `length` of sound, more than none, which was in progress from `start` to `end`.
+    /// Notes a write of `length` of sound, more than none, which lasted from `start` to `end`.
     void add_write(time_point start, time_point end, duration length);
 
     /// Returns when the device has played what was written, or the past if nothing was written or the sink does
@@ -20,16 +20,19 @@ public:
 
 private:
     [[nodiscard]] duration buffered() const;
-    [[nodiscard]] bool follows_the_clock() const;
+    [[nodiscard]] bool keeps_time() const;
 
     time_point first_end_; ///< The first write returned.
     time_point last_end_;  ///< The last write returned.
     duration written_{};
 
-    // Once a write has blocked, the device was full, and plays.
-    bool has_blocked_ = false;
+    /// A write that blocks shows that the device is full, or that it is being opened. The second one shows that
+    /// it plays: before that, a stall may find it without enough to start.
+    [[nodiscard]] bool plays() const { return blocked_writes_ > 1; }
+
+    int blocked_writes_ = 0;
     time_point
-        filling_since_; ///< The end of the first write that blocked, or of the first after an underrun.
+        filling_since_; ///< The device has begun to play, or to fill again after an underrun.
     time_point last_blocked_start_;
     duration longest_blocked_{};
     duration since_blocked_{}; ///< Written by the last write that blocked and by those after it.
