@@ -158,7 +158,7 @@ void finish_destroy(_qz_audio* player, const qz_audio_ptr& ptr)
 }
 
 /// Player's thread: closes the player for this thread. The system service does the rest.
-void close(_qz_audio* player, const std::function<void(qz_audio_ptr)>& completion)
+void close_for_thread(_qz_audio* player, const std::function<void(qz_audio_ptr)>& completion)
 {
     player->closed = true;
     post_completion(player, completion);
@@ -170,14 +170,14 @@ void post_last_stop(_qz_audio* player)
     std::function<void(qz_audio_ptr)> completion = [self, player](qz_audio_ptr ptr) {
         finish_destroy(player, ptr);
     };
-    qz_thread_service_exec(
-        player->thread_service,
-        [self = std::move(self), completion = std::move(completion), player] {
-            --player->pending_halts;
-            run_finally([&] { run_if_open(player, do_stop); }, [&] { close(player, completion); });
-        },
-        __FILE__, __LINE__);
-    ++player->pending_halts;
+    auto last_stop = [self = std::move(self), completion = std::move(completion), player] {
+        --player->pending_halts;
+        run_finally([&] { run_if_open(player, do_stop); },
+                    [&] { close_for_thread(player, completion); });
+    };
+    post_halt(player, [&] {
+        qz_thread_service_exec(player->thread_service, std::move(last_stop), __FILE__, __LINE__);
+    });
 }
 
 /// Makes a destroy that ran out of memory repeatable. Allocates nothing.

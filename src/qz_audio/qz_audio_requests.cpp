@@ -33,8 +33,7 @@ void _qz_audio::set_audio_track(std::string file_path)
         retry_on_bad_alloc([&] { store_track(*player, file_path); });
         do_set_audio_track(player);
     };
-    post(this, std::move(load), __FILE__, __LINE__);
-    ++pending_halts;
+    post_halt(this, [&] { post(this, std::move(load), __FILE__, __LINE__); });
 }
 
 void _qz_audio::play()
@@ -50,14 +49,13 @@ void _qz_audio::pause()
 void _qz_audio::stop(std::function<void(qz_audio_ptr)> cb)
 {
     qz_audio_ptr self = handle_of(this);
-    qz_thread_service_exec(
-        thread_service,
-        [self = std::move(self), cb = std::move(cb), this] {
-            --pending_halts;
-            run_finally([&] { run_if_open(this, do_stop); }, [&] { post_completion(this, cb); });
-        },
-        __FILE__, __LINE__);
-    ++pending_halts;
+    auto stop_and_complete = [self = std::move(self), cb = std::move(cb), this] {
+        --pending_halts;
+        run_finally([&] { run_if_open(this, do_stop); }, [&] { post_completion(this, cb); });
+    };
+    post_halt(this, [&] {
+        qz_thread_service_exec(thread_service, std::move(stop_and_complete), __FILE__, __LINE__);
+    });
 }
 
 bool _qz_audio::set_repeat(bool b)

@@ -33,6 +33,16 @@ void post(_qz_audio* player, Body body, std::string file, int line)
         std::move(file), line);
 }
 
+/// Calls `post`, which posts a stop, a new track or a destroy, and then counts it. The task uncounts it, perhaps
+/// even before.
+template <typename Post>
+void post_halt(_qz_audio* player, const Post& post)
+{
+    const qz_audio_ptr self = handle_of(player); // the task may have destroyed the last one
+    post();
+    ++player->pending_halts;
+}
+
 /// Runs `work` and then `after`, also if `work` throws.
 template <typename Work, typename After>
 void run_finally(const Work& work, const After& after)
