@@ -59,7 +59,7 @@ bool call_on_error(qz_audio_ptr ptr, int code)
         const std::lock_guard<std::mutex> lock(ptr->property_mutex);
         const char* const text = adata != nullptr ? error_text(*adata) : nullptr;
         if (adata != nullptr) {
-            adata->reported_refusal = is_refused_format(text);
+            adata->last_report_was_refusal = is_refused_format(text);
         }
         if (text != nullptr) {
             const std::string error_str = text;

@@ -220,9 +220,10 @@ int play_loop::read_block()
 
 void play_loop::report_failed_read(int result)
 {
+    adata_->last_report_was_refusal = false;
     run_finally([&] { call_on_error(handle_of(player_), result); },
                 [&] {
-                    if (result == MPG123_ERR && adata_->reported_refusal) {
+                    if (result == MPG123_ERR && adata_->last_report_was_refusal) {
                         adata_->decoder = decoder_state::refused_format;
                     }
                 });
@@ -284,21 +285,21 @@ outcome play_loop::finish()
     if (!has_status(qz_audio_status_playing)) {
         return {0, false};
     }
-    if (adata_->error == MPG123_DONE) {
+    if (adata_->error == MPG123_DONE && !adata_->repeat) {
         wait_until_played();
     }
     return {0, true};
 }
 
-/// At a track's end: the stop drops what the device still buffers. Requests that end the track anyway end the
+/// At a track's end: the stop drops what the device still buffers. A posted stop, new track or destroy ends the
 /// wait.
 void play_loop::wait_until_played()
 {
-    constexpr duration look = std::chrono::milliseconds(5);
+    constexpr duration poll_interval = std::chrono::milliseconds(5);
     const time_point end = playout_.end();
     for (time_point now = clock_now(); now < end && player_->pending_halts <= 0;
          now = clock_now()) {
-        clock_sleep(std::min(end - now, look));
+        clock_sleep(std::min(end - now, poll_interval));
     }
 }
 
@@ -307,7 +308,7 @@ void drop_and_rewind(_audio_data& adata)
 {
     out123_drop(adata.ao);
     out123_stop(adata.ao);
-    // A failed second open leaves no decoder behind, and seeking without one crashes.
+    // A failed second open leaves no decoder, and seeking without one crashes.
     if (adata.mh != nullptr) {
         mpg123_seek(adata.mh, 0, SEEK_SET);
         note_rewind(adata);

@@ -9,8 +9,8 @@
 
 #include <cstddef>
 
-/// Whether the decoder may go on with its open track. libmpg123 1.31 writes beyond its memory when it has
-/// refused the format of a later part of a track, is rewound and decodes again.
+/// Whether the open track must be opened again before it is decoded. libmpg123 1.31 writes beyond its memory when
+/// it has refused the format of a later part of a track, is rewound and decodes again.
 enum class decoder_state { usable, refused_format, rewound_after_refusal };
 
 /// What the player's thread works on, without a lock. Created by the player's constructor; after the
@@ -41,8 +41,7 @@ public:
     qz_audio_status status = qz_audio_status_none; ///< The engine's own copy.
 
     decoder_state decoder = decoder_state::usable;
-    bool reported_refusal =
-        false;           ///< The text of the last reported error is that of a refused format.
+    bool last_report_was_refusal = false; ///< By its text, the last error was a refused format.
     bool pinned = false; ///< This decoder's output format was narrowed to that of an earlier track.
 };
 

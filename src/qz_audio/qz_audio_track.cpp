@@ -80,8 +80,9 @@ int do_set_audio_track(_qz_audio* player)
             return result;
         }
     }
+    const int opened = open_file(player, *adata);
     adata->decoder = decoder_state::usable;
-    if (open_file(player, *adata) != 0) {
+    if (opened != 0) {
         return fail_open_file(player, *adata);
     }
     if (negotiate_format(*adata) != 0) {
