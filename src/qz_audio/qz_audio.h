@@ -178,8 +178,7 @@ public:
     /// and status alone.
     /// Touched on the player's thread only.
     bool closed = false;
-    /// Stops, new tracks and destroys that were posted and have not run yet. They end the wait for the end of a
-    /// track's sound.
+    /// Stops, new tracks and destroys that were posted and have not run yet. They end the wait at a track's end.
     std::atomic<int> pending_halts{0};
 };
 
@@ -294,7 +293,8 @@ QZ_AUDIO_API void qz_audio_set_audio_track(qz_audio_ptr ptr, std::string file_pa
 /// At the end of a track that does not repeat, the player's thread waits until the device has
 /// played what it buffers, and only then reports stopped: the sound is over. It waits at most 2.5 s
 /// after the last block was written. Outputs that do not keep time, such as files, are not waited
-/// for, except after a track shorter than 0.6 s: for its own length. A stop, a new track or a
+/// for, except after a track shorter than 0.6 s, for its own length, and seldom after one shorter
+/// than 2.5 s. A stop, a new track or a
 /// destroy ends the wait early. No other request and no fade step runs during the wait. Requests
 /// posted meanwhile are served after it, by the rules for a stopped player: a volume change applies,
 /// a pause does nothing, a play starts the track again from its start.
@@ -309,11 +309,11 @@ QZ_AUDIO_API void qz_audio_set_audio_track(qz_audio_ptr ptr, std::string file_pa
 /// new track.
 ///
 /// A decode error is reported to `on_error` twice, and then the status becomes stopped. One on the
-/// very first block leaves the status as it is: paused after a pause, else loaded. A track that
-/// ended because the decoder refused the format of a later part is opened again by the next play; if
-/// that fails, `on_error` is called and the status stays. If the output cannot be started, the status becomes none, then `on_error` is
-/// called, and the next play opens everything again. A device that stops working while it plays is
-/// not reported.
+/// very first block leaves the status as it is: paused after a pause, else loaded. If the decoder
+/// refused the format of a later part of the track, the next play opens the track again; if that
+/// fails, `on_error` is called and the status stays. If the output cannot be started, the status
+/// becomes none, then `on_error` is called, and the next play opens everything again. A device that
+/// stops working while it plays is not reported.
 ///
 /// \param ptr The player. Empty: one warning line, nothing else.
 /// \par Threads

@@ -122,7 +122,7 @@ void start_fade(_qz_audio* player, direction way, int target)
         run_if_open(player, [&](_qz_audio*) { goes_on = fade(player, way, target, step); });
         return goes_on;
     };
-    // Sign-extended: a negative timeout is a period that never comes.
+    // Sign-extended: a negative timeout is a period of weeks at least.
     const auto period = static_cast<unsigned long>(settings.timeout);
     player->volume_interval_id =
         qz_thread_service_set_interval(player->thread_service, tick, period, __FILE__, __LINE__);

@@ -150,7 +150,7 @@ QZ_SYSTEM_API void qz_thread_service_clear_interval(boost::shared_ptr<_qz_thread
                                                     unsigned long id);
 
 /// To be called inside a task of the service, nested to any depth: runs at most one pending task or
-/// due tick on the calling thread. Returns 1 when one ran; returns 0 at once when none is pending or
+/// due tick on the calling thread. Returns 1 when it took one; returns 0 at once when none is pending or
 /// the service has been stopped.
 QZ_SYSTEM_API int qz_thread_service_run_one_only(boost::shared_ptr<_qz_thread_service> service);
 

@@ -201,7 +201,7 @@ void task_queue::queue_due_ticks()
     while (next_due_.load(std::memory_order_relaxed) <= now) {
         const auto next = earliest_interval();
         try {
-            posted_.push_back([this, id = next->first] { run_tick(id); });
+            posted_.emplace_back([this, id = next->first] { run_tick(id); });
             has_posted_.store(true, std::memory_order_relaxed);
             next->second.queued = true;
         } catch (const std::bad_alloc&) {
@@ -211,7 +211,7 @@ void task_queue::queue_due_ticks()
     }
 }
 
-/// The interval whose tick is to be queued next, or the end.
+/// The interval whose tick is to be queued next, or the end. A search is fine: a player has one interval.
 task_queue::interval_map::iterator task_queue::earliest_interval()
 {
     auto earliest = intervals_.end();

@@ -54,7 +54,7 @@ private:
         tick callback; ///< Empty while its tick runs.
         clock::duration period{};
         clock::time_point due;
-        bool queued = false; ///< Its tick is in the queue or runs.
+        bool queued = false; ///< Its tick is in the queue, or is running.
     };
     using interval_map = std::map<unsigned long, interval>;
 
