@@ -124,6 +124,9 @@ using restarting_signals = signals;
 
 TEST_P(restarting_signals, lose_no_sample_of_a_track_that_comes_through_a_pipe)
 {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "ThreadSanitizer calls no handler while the thread waits for the pipe";
+#endif
     const std::string bytes = read_file(track);
     std::optional<track_pipe> writer(std::in_place, path("pipe.mp3"));
     qz_audio_set_audio_track(player.handle(), path("pipe.mp3"));
