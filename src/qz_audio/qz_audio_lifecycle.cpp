@@ -166,18 +166,13 @@ void close_for_thread(_qz_audio* player, const std::function<void(qz_audio_ptr)>
 
 void post_last_stop(_qz_audio* player)
 {
-    qz_audio_ptr self = handle_of(player);
-    std::function<void(qz_audio_ptr)> completion = [self, player](qz_audio_ptr ptr) {
-        finish_destroy(player, ptr);
+    std::function<void(qz_audio_ptr)> completion =
+        [self = handle_of(player), player](qz_audio_ptr ptr) { finish_destroy(player, ptr); };
+    auto stop_and_close = [completion = std::move(completion)](_qz_audio* stopped) {
+        run_finally([&] { run_if_open(stopped, do_stop); },
+                    [&] { close_for_thread(stopped, completion); });
     };
-    auto last_stop = [self = std::move(self), completion = std::move(completion), player] {
-        --player->pending_halts;
-        run_finally([&] { run_if_open(player, do_stop); },
-                    [&] { close_for_thread(player, completion); });
-    };
-    post_halt(player, [&] {
-        qz_thread_service_exec(player->thread_service, std::move(last_stop), __FILE__, __LINE__);
-    });
+    post_halt(player, std::move(stop_and_close), __FILE__, __LINE__);
 }
 
 /// Makes a destroy that ran out of memory repeatable. Allocates nothing.

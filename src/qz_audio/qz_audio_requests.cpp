@@ -29,11 +29,12 @@ void _qz_audio::open()
 void _qz_audio::set_audio_track(std::string file_path)
 {
     auto load = [file_path = std::move(file_path)](_qz_audio* player) {
-        --player->pending_halts;
         retry_on_bad_alloc([&] { store_track(*player, file_path); });
         do_set_audio_track(player);
     };
-    post_halt(this, [&] { post(this, std::move(load), __FILE__, __LINE__); });
+    post_halt(
+        this, [load = std::move(load)](_qz_audio* player) { run_if_open(player, load); }, __FILE__,
+        __LINE__);
 }
 
 void _qz_audio::play()
@@ -48,14 +49,10 @@ void _qz_audio::pause()
 
 void _qz_audio::stop(std::function<void(qz_audio_ptr)> cb)
 {
-    qz_audio_ptr self = handle_of(this);
-    auto stop_and_complete = [self = std::move(self), cb = std::move(cb), this] {
-        --pending_halts;
-        run_finally([&] { run_if_open(this, do_stop); }, [&] { post_completion(this, cb); });
+    auto stop_and_complete = [cb = std::move(cb)](_qz_audio* player) {
+        run_finally([&] { run_if_open(player, do_stop); }, [&] { post_completion(player, cb); });
     };
-    post_halt(this, [&] {
-        qz_thread_service_exec(thread_service, std::move(stop_and_complete), __FILE__, __LINE__);
-    });
+    post_halt(this, std::move(stop_and_complete), __FILE__, __LINE__);
 }
 
 bool _qz_audio::set_repeat(bool b)

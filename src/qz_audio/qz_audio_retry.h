@@ -1,5 +1,5 @@
 /// \file
-/// \brief Recovery from a temporary lack of memory.
+/// \brief Retries while memory is exhausted.
 #pragma once
 
 #include "qz_audio/qz_audio_clock.h"

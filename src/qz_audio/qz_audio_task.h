@@ -33,14 +33,19 @@ void post(_qz_audio* player, Body body, std::string file, int line)
         std::move(file), line);
 }
 
-/// Calls `post`, which posts a stop, a new track or a destroy, and then counts it. The task uncounts it, perhaps
-/// even before.
-template <typename Post>
-void post_halt(_qz_audio* player, const Post& post)
+/// The same for a request that ends a track: `body` runs on a closed player, too. It is counted until it starts.
+template <typename Body>
+void post_halt(_qz_audio* player, Body body, std::string file, int line)
 {
     const qz_audio_ptr self = handle_of(player); // the task may have destroyed the last one
-    post();
-    ++player->pending_halts;
+    qz_thread_service_exec(
+        player->thread_service,
+        [self, body = std::move(body), player] {
+            --player->pending_halts;
+            body(player);
+        },
+        std::move(file), line);
+    ++player->pending_halts; // perhaps after the task has uncounted it
 }
 
 /// Runs `work` and then `after`, also if `work` throws.

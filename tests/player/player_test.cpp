@@ -177,7 +177,7 @@ void PlatformTest::reset_platform()
     substitute::reset_calls();
     substitute::reset_decoders();
     substitute::reset_outputs();
-    substitute::reset_clock();
+    substitute::at_every_sleep(nullptr);
     qz_audio_set_bin_path("./bin/");
 }
 

@@ -45,10 +45,10 @@ private:
 
 pid_t thread_of(const qz_audio_ptr& player)
 {
-    const auto told = std::make_shared<std::promise<pid_t>>();
-    const auto tell = [told] { told->set_value(thread_id()); };
-    qz_thread_service_exec(player->thread_service, tell, __FILE__, __LINE__);
-    return told->get_future().get();
+    const auto id = std::make_shared<std::promise<pid_t>>();
+    qz_thread_service_exec(
+        player->thread_service, [id] { id->set_value(thread_id()); }, __FILE__, __LINE__);
+    return id->get_future().get();
 }
 
 /// Signals to the thread, a thousand a second, while it lives.

@@ -32,11 +32,6 @@ void at_every_sleep(std::function<void()> action)
     sleep_action = std::move(action);
 }
 
-void reset_clock()
-{
-    at_every_sleep(nullptr);
-}
-
 void virtual_sleep(duration time)
 {
     pass_time(time);

@@ -18,11 +18,8 @@ time_point virtual_now();
 /// Lets `time` pass.
 void pass_time(duration time);
 
-/// Calls `action` at the end of every sleep of the library from now on.
+/// Calls `action`, if not empty, at the end of every sleep of the library from now on.
 void at_every_sleep(std::function<void()> action);
-
-/// Removes the action. Time goes on.
-void reset_clock();
 
 /// Lets `time` pass and calls the action. For the library under test.
 void virtual_sleep(duration time);
