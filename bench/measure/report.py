@@ -13,12 +13,12 @@ within the round: by the quotient or by the difference. The first table has the 
 and an interval that holds the true median with a probability of 95 %, taken from the order of the rounds
 (their order statistics; nothing is assumed of their distribution). A target is met where the whole interval
 reaches it, and missed where none of it does: a sign test of the rounds decides the same at 5 %. Otherwise
-it *cannot be told* from this run, which does not separate ours from the target; where the target is the
-reference itself, ours cannot be told from the reference. Counts that are the same on every run have one
-value and no interval to speak of. The further tables have each side by itself: the median of its rounds,
-with the least and the greatest in brackets."""
+the row is *inconclusive*: this run does not separate ours from the target; where the target is the reference
+itself, it does not separate ours from the reference. Counts that are the same on every run have one value
+and no interval to speak of. The further tables have each side by itself: the median of its rounds, with the
+least and the greatest in brackets."""
 
-VERDICTS = {"yes": "yes", "no": "**no**", "cannot be told": "*cannot be told*"}
+VERDICTS = {"yes": "yes", "no": "**no**", "inconclusive": "*inconclusive*"}
 
 
 def table(headers: list[str], rows: list[list[str]]) -> str:
@@ -56,7 +56,7 @@ def page(sections: list[Section], machine: str) -> str:
 
 
 def unmet(sections: list[Section]) -> list[str]:
-    """The checks that are missed or cannot be told."""
+    """The checks that are missed or inconclusive."""
     return [
         f"{section.title}: {row.what}: {check.median} [{check.interval}], {check.target}: "
         f"{check.verdict}"

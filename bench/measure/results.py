@@ -115,7 +115,7 @@ class Check:
     unit: str = "times"
 
     @property
-    def verdict(self) -> Literal["yes", "no", "cannot be told"]:
+    def verdict(self) -> Literal["yes", "no", "inconclusive"]:
         """Where the whole interval of the median lies."""
         low, high = self.measured.interval
         if self.bound == "at least":
@@ -123,7 +123,7 @@ class Check:
         limit = self.limit if self.bound == "at most" else -self.limit
         if high <= limit:
             return "yes"
-        return "no" if low > limit else "cannot be told"
+        return "no" if low > limit else "inconclusive"
 
     @property
     def median(self) -> str:

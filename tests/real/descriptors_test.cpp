@@ -49,7 +49,7 @@ private:
     std::vector<int> taken_;
 };
 
-/// A moment at which a player finds but few descriptors, and what it tells until then.
+/// A moment at which few descriptors are left, and what a player has reported until then.
 struct moment {
     const char* name;
     bool is_open;

@@ -230,19 +230,19 @@ TEST_F(CallbacksTest, OneThatBlocksHoldsUpTheOthersAndNoPlayersThread)
 {
     const auto begun = std::make_shared<event>();
     const auto goes_on = std::make_shared<event>();
-    const auto told = std::make_shared<journal>();
+    const auto events = std::make_shared<journal>();
     const qz_audio_ptr blocked = make_player();
     qz_audio_on_volume_change(blocked, [=](const qz_audio_ptr&, int) {
         begun->set();
         EXPECT_TRUE(goes_on->wait());
-        told->note("end of the wait");
+        events->note("end of the wait");
     });
     qz_audio_set_volume(blocked, 50);
     ASSERT_TRUE(begun->wait());
 
     const qz_audio_ptr other = make_player();
-    qz_audio_on_status_change(other, [told](const qz_audio_ptr&, qz_audio_status status) {
-        told->note(status_name(status));
+    qz_audio_on_status_change(other, [events](const qz_audio_ptr&, qz_audio_status status) {
+        events->note(status_name(status));
     });
     for (const auto& player : {blocked, other}) {
         qz_audio_set_audio_track(player, silent_track());
@@ -251,12 +251,12 @@ TEST_F(CallbacksTest, OneThatBlocksHoldsUpTheOthersAndNoPlayersThread)
             [&] { return qz_audio_get_playback_status(player) == qz_audio_status_stopped; }));
     }
     destroy(other);
-    EXPECT_THAT(told->entries(), testing::IsEmpty());
+    EXPECT_THAT(events->entries(), testing::IsEmpty());
 
     goes_on->set();
-    EXPECT_TRUE(told->wait_for(6));
-    EXPECT_THAT(told->entries(), testing::ElementsAre("end of the wait", "opened", "loaded",
-                                                      "playing", "stopped", "none"));
+    EXPECT_TRUE(events->wait_for(6));
+    EXPECT_THAT(events->entries(), testing::ElementsAre("end of the wait", "opened", "loaded",
+                                                        "playing", "stopped", "none"));
     destroy(blocked);
 }
 
