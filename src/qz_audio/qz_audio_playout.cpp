@@ -44,7 +44,7 @@ void playout::add_write(time_point start, time_point end, duration length)
         if (!plays()) {
             filling_since_ = end;
         }
-        ++blocked_writes_;
+        blocked_writes_ = std::min(blocked_writes_ + 1, 2);
         last_blocked_start_ = start;
         longest_blocked_ = std::max(longest_blocked_, end - start);
         since_blocked_ = duration::zero();

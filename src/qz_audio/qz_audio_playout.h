@@ -30,7 +30,7 @@ private:
     /// it plays: before that, a stall may find it without enough to start.
     [[nodiscard]] bool plays() const { return blocked_writes_ > 1; }
 
-    int blocked_writes_ = 0;
+    int blocked_writes_ = 0; ///< Counted up to 2: a repeated track has no end.
     time_point
         filling_since_; ///< The device has begun to play, or to fill again after an underrun.
     time_point last_blocked_start_;
