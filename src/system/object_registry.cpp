@@ -11,7 +11,7 @@ qz_object_registry& qz_object_registry::instance()
 void qz_object_registry::hold(boost::shared_ptr<_qz_object> object)
 {
     _qz_object& held = *object;
-    // Outlives the lock, so that a hold which is not needed is released without it.
+    // Destroyed after the lock is released, also where the registry has the object already.
     std::list<_qz_object::registry_state> entry;
     entry.push_back({std::move(object), {}});
 
@@ -26,7 +26,7 @@ void qz_object_registry::hold(boost::shared_ptr<_qz_object> object)
 
 void qz_object_registry::release(_qz_object& object)
 {
-    // The last owner may go with it: its destructor runs without the lock.
+    // Destroyed after the lock is released: it may be the object's last owner.
     std::list<_qz_object::registry_state> released;
 
     const std::lock_guard<std::mutex> lock(mutex_);

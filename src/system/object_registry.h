@@ -10,7 +10,7 @@
 class _qz_object::registry_state
 {
 public:
-    boost::shared_ptr<_qz_object> hold;
+    boost::shared_ptr<_qz_object> object;
     std::list<registry_state>::iterator position;
 };
 

@@ -42,7 +42,7 @@ class qz_object_base : public boost::enable_shared_from_this<qz_object_base>
 {
 };
 
-/// Base of every platform object: properties, their lock, and the hold that the registry may have.
+/// Base of every platform object: properties, their lock, and its entry in the registry.
 class QZ_SYSTEM_API _qz_object : public qz_object_base
 {
 public:
@@ -58,13 +58,13 @@ public:
     /// Returns the kind of object, in square brackets.
     virtual std::string type_tag() = 0;
 
-    /// Begins the object's orderly destruction. `file` and `line` name the place that asked for it.
+    /// Begins the object's orderly destruction. `file` and `line` are the caller's source
+    /// position.
     virtual void destroy(std::string file, int line) = 0;
 
     /// Writes one line on standard output: the object's tag and address, what the registry knows of
-    /// it, and the name and type of each property. Takes neither `property_mutex` nor the property
-    /// lock, so that it can be called with them held; a caller that holds neither must know that
-    /// nobody changes the properties meanwhile.
+    /// it, and the name and type of each property. Does not take the property lock: the caller holds
+    /// it, or knows that no other thread changes the properties.
     virtual void describe();
 
     /// Returns whether the registry holds this object: true from `qz_object_ref` to
@@ -94,11 +94,11 @@ private:
 /// A thread with a queue of tasks and a set of interval timers; opaque.
 class _qz_thread_service;
 
-/// Lets the registry hold `object` strongly. Holding an object that is held already does nothing.
+/// Gives the registry a strong reference to `object`. Does nothing when it has one already.
 QZ_SYSTEM_API void qz_object_ref(boost::shared_ptr<_qz_object> object);
 
-/// Drops the registry's hold on `object`; it lives on only while others own it. Does nothing when
-/// the registry does not hold it.
+/// Releases the registry's reference to `object`, which lives on only while others own it. Does
+/// nothing when the registry has none.
 QZ_SYSTEM_API void qz_object_unref_real(boost::shared_ptr<_qz_object> object);
 
 /// Raises the count of live objects of the kind `name` by one.
@@ -114,8 +114,8 @@ QZ_SYSTEM_API bool qz_property_get(std::map<std::string, boost::any>& list, std:
 
 /// Starts a thread named `name` (its first 15 bytes) that runs posted tasks one at a time, in the
 /// order posted. The registry holds the new service. The thread has a stack of 1 MiB, of which only
-/// what is touched costs memory; an idle one sleeps and never wakes up by itself. A service that is
-/// released without a stop ends its thread by itself.
+/// what is touched costs memory; an idle one sleeps and never wakes up by itself. The thread ends
+/// by itself when the last handle of the service is dropped without a stop.
 ///
 /// Also starts the system service if it does not run yet; it runs until the process ends. Throws
 /// `std::system_error` when a thread cannot be started; there is no new service then.
@@ -133,9 +133,9 @@ QZ_SYSTEM_API void qz_thread_service_exec(boost::shared_ptr<_qz_thread_service> 
 
 /// Calls `tick` on the service's thread once every `period` milliseconds, the first time one period
 /// from now, until it returns false or throws, the interval is cleared or the service is stopped. A due
-/// tick queues after the tasks that wait already; it runs at most once a period, measured from the start
-/// of the tick before, so that a late one is not caught up on. A period of 0 counts as 1; one too long
-/// for the clock never comes. `file` and `line` are the caller's source position.
+/// tick queues after the tasks that wait already. Ticks start at least one period apart, so late ones
+/// are not caught up. A period of 0 counts as 1; with one too long for the clock no tick comes. `file`
+/// and `line` are the caller's source position.
 ///
 /// Returns the interval's id: never 0, and never used again by the service. An interval given to a
 /// stopped service is dropped.

@@ -12,7 +12,7 @@ namespace
 
 using shared_queue = std::shared_ptr<task_queue>;
 
-// Every callback of the application runs here: as much as a main thread usually has.
+// As much as a main thread usually has: every callback of the application runs here.
 constexpr std::size_t stack_size = std::size_t{8} << 20U;
 
 std::unique_ptr<shared_queue> start_system_service()

@@ -12,9 +12,9 @@ namespace
 
 using clock = std::chrono::steady_clock;
 
-/// After a burst of so many tasks the worker yields twice before it sleeps, since the next tasks often arrive at
-/// once, and a sleep with its wake-up costs more than a task. Otherwise it sleeps at once: on a busy core, a
-/// thread that is woken runs before the others, and one that has yielded after them.
+/// After this many tasks without a sleep the worker yields twice before it sleeps: more tasks often follow at
+/// once, and a sleep with its wake-up costs more than a task. After fewer it sleeps at once: on a busy core, a
+/// thread that wakes up runs before the others, and one that has yielded runs after them.
 constexpr std::size_t burst = 64;
 
 constexpr clock::time_point never = clock::time_point::max();
@@ -32,8 +32,8 @@ clock::time_point due_after(clock::time_point start, clock::duration period)
     return period > never - start ? never : start + period;
 }
 
-/// Locks `mutex`. While another thread holds it, yields twice before it sleeps: the mutex is held for less time
-/// than a sleep and its wake-up take.
+/// Locks `mutex`. Tries three times, with a yield between, before it blocks: the mutex is held for less time
+/// than blocking and waking up take.
 std::unique_lock<std::mutex> lock_with_yield(std::mutex& mutex)
 {
     std::unique_lock<std::mutex> lock(mutex, std::try_to_lock);
@@ -129,7 +129,7 @@ bool task_queue::stop(task& completion)
 {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        if (ended_) {
+        if (worker_ended_) {
             return false;
         }
         completions_.push_back(std::move(completion));
@@ -205,7 +205,7 @@ void task_queue::queue_due_ticks()
             has_posted_.store(true, std::memory_order_relaxed);
             next->second.queued = true;
         } catch (const std::bad_alloc&) {
-            next->second.due = due_after(now, std::chrono::milliseconds(1)); // to try again
+            next->second.due = due_after(now, std::chrono::milliseconds(1)); // retry
         }
         update_next_due();
     }
@@ -243,7 +243,7 @@ void task_queue::run_first_of_batch()
 
 void task_queue::run_tick(unsigned long id)
 {
-    tick callback; // an ended one is destroyed after the lock is released
+    tick callback; // destroyed after the lock is released, if the interval ends
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         const auto entry = intervals_.find(id);
@@ -291,16 +291,16 @@ void task_queue::discard_pending()
 void task_queue::call_completions()
 {
     for (;;) {
-        std::list<task> asked;
+        std::list<task> pending;
         {
             const std::lock_guard<std::mutex> lock(mutex_);
             if (completions_.empty()) {
-                ended_ = true;
+                worker_ended_ = true;
                 return;
             }
-            asked.swap(completions_);
+            pending.swap(completions_);
         }
-        for (const task& completion : asked) {
+        for (const task& completion : pending) {
             try {
                 completion();
             } catch (...) {

@@ -39,8 +39,8 @@ public:
     /// Any thread: the worker finishes its current task, discards the rest and ends.
     void stop() noexcept;
 
-    /// Any thread: stops. The worker calls `completion` after it has discarded the rest. Returns false, and
-    /// leaves `completion` to the caller, if the worker has already ended.
+    /// Any thread: the same, and the worker calls `completion` at its end. Returns false, and leaves
+    /// `completion` as it is, if the worker has already ended.
     bool stop(task& completion);
 
     /// Worker's thread: runs tasks until the queue is stopped, then discards the rest and calls the
@@ -75,7 +75,7 @@ private:
     interval_map intervals_;
     unsigned long last_id_ = 0;
     std::list<task> completions_;
-    bool ended_ = false;
+    bool worker_ended_ = false;
     bool asleep_ = false;
 
     // Written under the mutex. The worker also reads them without it: run_one is called between every two

@@ -48,7 +48,7 @@ struct thread_start {
 extern "C" void* run_thread(void* argument)
 {
     const std::unique_ptr<thread_start> start(static_cast<thread_start*>(argument));
-    // To name another thread, the C library writes a file of /proc: a fifth of the time to create a player.
+    // Named from inside: naming another thread goes through /proc and takes a fifth of a player's creation.
     pthread_setname_np(pthread_self(), start->name.c_str());
     start->work();
     return nullptr;

@@ -69,7 +69,7 @@ void _qz_thread_service::destroy(std::string, int)
 
 boost::shared_ptr<_qz_thread_service> qz_thread_service_new(std::string name)
 {
-    system_service(); // from now on, posting to it cannot fail to start it
+    system_service(); // started here, so that no later post has to start it
     auto service = boost::make_shared<_qz_thread_service>(name);
     qz_object_ref(service);
     return service;

@@ -14,7 +14,7 @@ public:
     /// Starts the thread. Throws `std::system_error` when it cannot be started.
     explicit _qz_thread_service(const std::string& name);
 
-    /// Lets the thread end by itself: it may be the very thread that this runs on.
+    /// Stops the thread and does not wait for it: this may run on that thread.
     ~_qz_thread_service() override;
 
     boost::shared_ptr<_qz_object> shared_object() override;
