@@ -80,7 +80,7 @@ private:
     _qz_audio* const player_;
     _audio_data* const adata_;
     const unsigned long generation_;
-    playout playout_;
+    playout_estimator playout_;
 };
 
 outcome play_loop::play()
@@ -296,7 +296,7 @@ outcome play_loop::finish()
 void play_loop::wait_until_played()
 {
     constexpr duration poll_interval = std::chrono::milliseconds(5);
-    const time_point end = playout_.end();
+    const time_point end = playout_.expected_end();
     for (time_point now = clock_now(); now < end && player_->pending_halts <= 0;
          now = clock_now()) {
         clock_sleep(std::min(end - now, poll_interval));
