@@ -1,7 +1,8 @@
 /// \file
-/// \brief The engine bodies. All run on the player's thread, one at a time, nested in one another at most.
+/// \brief What the player's tasks do with the decoder and the output.
 ///
-/// Each returns 0 for success or a code, which the tasks discard: failures reach the application as reports.
+/// All run on the player's thread; do_play runs others nested in it. Each returns 0 or a code, which the tasks
+/// discard: failures reach the application as reports.
 #pragma once
 
 #include "qz_audio/qz_audio_record.h"
@@ -16,7 +17,7 @@ int start_output(_audio_data& adata);
 int do_set_audio_track(_qz_audio* player);
 
 /// Opens the current track in the decoder again. Returns 0 or the decoder's code; reports nothing.
-int restart_decoder(_qz_audio* player);
+int reopen_track(_qz_audio* player);
 
 /// Plays to the track's end, or until a task that it serves between two blocks ends it.
 int do_play(_qz_audio* player);

@@ -9,10 +9,10 @@
 namespace
 {
 
-// The platform's code for an output that cannot be made.
+// Reported when no output handle can be made.
 constexpr int no_output = 7;
 
-/// Reports the record's error after releasing the handles, and returns it.
+/// Releases the handles; stores, reports and returns `error`.
 int fail_open(_qz_audio* player, _audio_data& adata, int error)
 {
     adata.error = error;
@@ -23,7 +23,7 @@ int fail_open(_qz_audio* player, _audio_data& adata, int error)
 
 int open_device(_audio_data& adata)
 {
-    // out123_open splits its driver list with strtok, which threads must not do at the same time.
+    // out123_open splits its driver list with strtok, which is not thread-safe.
     static std::mutex one_at_a_time;
     const std::lock_guard<std::mutex> lock(one_at_a_time);
     return out123_open(adata.ao, adata.driver, adata.device);
@@ -34,7 +34,7 @@ int open_handles(_qz_audio* player, _audio_data* adata)
     QZ_AUDIO_CHECK("adata->mh must be nulll", adata->mh == nullptr);
     QZ_AUDIO_CHECK("status must be 'none'", adata->status == qz_audio_status_none);
     adata->mh = mpg123_new(nullptr, &adata->error);
-    adata->pinned = false;
+    adata->format_restricted = false;
     adata->decoder = decoder_state::usable;
     if (adata->mh == nullptr) {
         call_on_error(handle_of(player), adata->error);
@@ -70,7 +70,7 @@ int do_open(_qz_audio* player)
         return open_handles(player, adata);
     } catch (...) {
         if (adata->status == qz_audio_status_none) {
-            release_handles(adata->mh, adata->ao); // nothing else would: nothing is open
+            release_handles(adata->mh, adata->ao); // in the status none nothing else does
         }
         throw;
     }

@@ -15,8 +15,8 @@
 namespace
 {
 
-/// Returns how long the record's block sounds.
-duration length_of(const _audio_data& adata)
+/// Returns how long the record's block plays.
+duration block_length(const _audio_data& adata)
 {
     const double bytes_per_second =
         static_cast<double>(adata.framesize) * static_cast<double>(adata.rate);
@@ -32,14 +32,14 @@ void note_rewind(_audio_data& adata)
     }
 }
 
-/// How an entry into the play task has ended.
+/// How a run of the play task has ended.
 struct outcome {
     int code;
     bool stop; ///< The track is still playing and has to be stopped.
 };
 
-/// One entry into the play task. A task that its loop serves between two blocks may be another entry:
-/// then this one leaves.
+/// One run of the play task. A task that its loop serves between two blocks may be another run: then this one
+/// leaves.
 class play_loop
 {
 public:
@@ -55,22 +55,22 @@ public:
     outcome play();
 
 private:
-    enum class next { read, finish, leave };
+    enum class action { read, finish, leave };
 
     outcome run();
     int open_and_load();
     int restart_output();
-    int restart_rewound_decoder();
+    int reopen_if_needed();
     void report_and_release();
     void prepare_block();
     void apply_volume();
-    next decode();
+    action decode();
     int read_block();
     void report_failed_read(int result);
-    void announce_playing();
+    void report_playing();
     bool serve_tasks();
-    next decide();
-    next rewind();
+    action decide();
+    action rewind();
     outcome finish();
     void wait_until_played();
 
@@ -88,7 +88,7 @@ outcome play_loop::play()
     try {
         return run();
     } catch (...) {
-        // Nothing decodes any more, and a player that seemed to play would refuse the next play.
+        // Nothing decodes any more, and in the status playing the next play would do nothing.
         if (!player_->closed && has_status(qz_audio_status_playing)) {
             do_stop(player_);
         }
@@ -109,8 +109,8 @@ outcome play_loop::run()
     }
     prepare_block();
     apply_volume();
-    // Leaving keeps the block: the next entry frees it, or the destructor.
-    return decode() == next::finish ? finish() : outcome{0, false};
+    // Leaving keeps the block: the next run frees it, or the destructor.
+    return decode() == action::finish ? finish() : outcome{0, false};
 }
 
 int play_loop::open_and_load()
@@ -129,7 +129,7 @@ int play_loop::restart_output()
     if (!has_status(qz_audio_status_loaded) && !has_status(qz_audio_status_stopped)) {
         return 0;
     }
-    if (const int error = restart_rewound_decoder(); error != 0) {
+    if (const int error = reopen_if_needed(); error != 0) {
         call_on_error(handle_of(player_), error);
         return error;
     }
@@ -146,12 +146,12 @@ int play_loop::restart_output()
     return 0;
 }
 
-int play_loop::restart_rewound_decoder()
+int play_loop::reopen_if_needed()
 {
-    return adata_->decoder == decoder_state::rewound_after_refusal ? restart_decoder(player_) : 0;
+    return adata_->decoder == decoder_state::rewound_after_refusal ? reopen_track(player_) : 0;
 }
 
-/// Releases the handles also where the reports fail: without them nothing is open.
+/// Releases the handles also if a report throws: the status is none already.
 void play_loop::report_and_release()
 {
     try {
@@ -173,6 +173,7 @@ void play_loop::prepare_block()
 
 void play_loop::apply_volume()
 {
+    // Deliberate: the result at volume 0 is not stored.
     if (adata_->volume != 0) {
         adata_->error = mpg123_volume(adata_->mh, adata_->volume / 100.0);
     } else {
@@ -185,23 +186,23 @@ void play_loop::apply_volume()
     }
 }
 
-play_loop::next play_loop::decode()
+play_loop::action play_loop::decode()
 {
     bool first = true;
     for (;;) {
         const int result = read_block();
         if (result != MPG123_OK && result != MPG123_DONE && result != MPG123_NEED_MORE) {
             report_failed_read(result);
-            return is_superseded() ? next::leave : next::finish;
+            return is_superseded() ? action::leave : action::finish;
         }
         if (std::exchange(first, false)) {
-            announce_playing();
+            report_playing();
         }
         if (!serve_tasks()) {
-            return next::leave;
+            return action::leave;
         }
-        if (const next step = decide(); step != next::read) {
-            return step;
+        if (const action next = decide(); next != action::read) {
+            return next;
         }
     }
 }
@@ -212,7 +213,7 @@ int play_loop::read_block()
     adata_->error = result;
     const time_point start = clock_now();
     out123_play(adata_->ao, adata_->buffer, adata_->done);
-    if (const duration length = length_of(*adata_); length > duration::zero()) {
+    if (const duration length = block_length(*adata_); length > duration::zero()) {
         playout_.add_write(start, clock_now(), length);
     }
     return result;
@@ -229,13 +230,13 @@ void play_loop::report_failed_read(int result)
                 });
 }
 
-void play_loop::announce_playing()
+void play_loop::report_playing()
 {
     adata_->status = qz_audio_status_playing;
     change_status(handle_of(player_), qz_audio_status_playing);
 }
 
-/// Runs what waits for the player's thread. Returns whether this entry goes on.
+/// Runs the tasks that wait for the player's thread. Returns whether this run goes on.
 bool play_loop::serve_tasks()
 {
     int ran = 0;
@@ -248,32 +249,33 @@ bool play_loop::serve_tasks()
     return !is_superseded();
 }
 
-play_loop::next play_loop::decide()
+play_loop::action play_loop::decide()
 {
     if (adata_->done != 0 && adata_->error == 0) {
-        return has_status(qz_audio_status_playing) ? next::read : next::finish;
+        return has_status(qz_audio_status_playing) ? action::read : action::finish;
     }
     if (adata_->error != MPG123_DONE || !adata_->repeat) {
-        return next::finish;
+        return action::finish;
     }
     if (has_status(qz_audio_status_playing)) {
         return rewind();
     }
-    const bool waits = has_status(qz_audio_status_paused) || has_status(qz_audio_status_stopped);
-    return waits ? next::read : next::finish;
+    // Paused or stopped at the end: each read returns the end again, until a task changes the status.
+    const bool held = has_status(qz_audio_status_paused) || has_status(qz_audio_status_stopped);
+    return held ? action::read : action::finish;
 }
 
-play_loop::next play_loop::rewind()
+play_loop::action play_loop::rewind()
 {
     adata_->error = static_cast<int>(mpg123_seek(adata_->mh, 0, SEEK_SET));
     if (is_superseded()) {
-        return next::leave;
+        return action::leave;
     }
     if (adata_->error != 0) {
-        return next::finish;
+        return action::finish;
     }
     note_rewind(*adata_);
-    return restart_rewound_decoder() == 0 ? next::read : next::finish;
+    return reopen_if_needed() == 0 ? action::read : action::finish;
 }
 
 outcome play_loop::finish()
@@ -291,8 +293,8 @@ outcome play_loop::finish()
     return {0, true};
 }
 
-/// At a track's end: the stop drops what the device still buffers. A posted stop, new track or destroy ends the
-/// wait.
+/// Called before the stop at a track's end, which drops what the device still buffers. A posted stop, new track or
+/// destroy ends the wait.
 void play_loop::wait_until_played()
 {
     constexpr duration poll_interval = std::chrono::milliseconds(5);
@@ -308,7 +310,7 @@ void drop_and_rewind(_audio_data& adata)
 {
     out123_drop(adata.ao);
     out123_stop(adata.ao);
-    // A failed second open leaves no decoder, and seeking without one crashes.
+    // A failed second open leaves no decoder, and mpg123_seek without one crashes.
     if (adata.mh != nullptr) {
         mpg123_seek(adata.mh, 0, SEEK_SET);
         note_rewind(adata);

@@ -9,15 +9,14 @@
 
 #include <cstddef>
 
-/// Whether the open track must be opened again before it is decoded. libmpg123 1.31 writes beyond its memory when
-/// it has refused the format of a later part of a track, is rewound and decodes again.
+/// Whether the open track must be opened again before it is decoded. libmpg123 1.31 writes out of bounds when it
+/// has refused the format of a later part of a track, is rewound and decodes again.
 enum class decoder_state { usable, refused_format, rewound_after_refusal };
 
-/// What the player's thread works on, without a lock. Created by the player's constructor; after the
-/// stop of destruction only the later steps of destruction touch its handles and its status.
+/// What the player's thread works on, without a lock. Once the stop of a destroy has run, only the
+/// later steps of the destroy touch its handles and its status.
 ///
-/// Its destructor releases nothing: handles and block are released explicitly, since the steps of
-/// destruction do so at different times.
+/// Its destructor releases nothing: the handles and the block are released at different times.
 class _audio_data
 {
 public:
@@ -34,15 +33,15 @@ public:
     int framesize = 0;               ///< Bytes per frame of samples.
     std::size_t buffer_size = 0;     ///< Bytes of the block.
     std::size_t done = 0;            ///< Bytes that the last read put into the block.
-    unsigned char* buffer = nullptr; ///< The block of decoded samples, by `malloc`.
-    const char* device = nullptr;    ///< Default device.
-    const char* driver = nullptr;    ///< Default driver.
+    unsigned char* buffer = nullptr; ///< The block of decoded samples, from `malloc`.
+    const char* device = nullptr;    ///< Null: the default device.
+    const char* driver = nullptr;    ///< Null: the default driver.
     bool in_play = false;            ///< The play task runs.
     qz_audio_status status = qz_audio_status_none; ///< The engine's own copy.
 
     decoder_state decoder = decoder_state::usable;
     bool last_report_was_refusal = false; ///< By its text, the last error was a refused format.
-    bool pinned = false; ///< This decoder's output format was narrowed to that of an earlier track.
+    bool format_restricted = false; ///< The decoder gives only the format of an earlier track.
 };
 
 /// Returns the player's record, or null when it is gone. Takes `property_mutex` for the read, and retries

@@ -10,7 +10,7 @@ namespace
 
 constexpr long mpeg_rates[] = {8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000};
 
-/// Lets the decoder give the next track in its own format, after an earlier one has pinned it.
+/// Lifts the restriction to an earlier track's format.
 void allow_all_formats(_audio_data& adata)
 {
     for (const long rate : mpeg_rates) {
@@ -18,12 +18,12 @@ void allow_all_formats(_audio_data& adata)
     }
 }
 
-/// Holds the decoder to the track's own format.
-void pin_format(_audio_data& adata)
+/// Restricts the decoder to the track's format.
+void restrict_format(_audio_data& adata)
 {
     mpg123_format_none(adata.mh);
     mpg123_format(adata.mh, adata.rate, adata.channels, adata.encoding);
-    adata.pinned = true;
+    adata.format_restricted = true;
 }
 
 /// Opens the file of the current track in the decoder. Returns libmpg123's result.
@@ -34,15 +34,15 @@ int open_file(_qz_audio* player, _audio_data& adata)
     return mpg123_open(adata.mh, path.c_str());
 }
 
-/// Finds out the track's format and holds the decoder to it. Returns libmpg123's result.
+/// Reads the track's format and restricts the decoder to it. Returns libmpg123's result.
 int negotiate_format(_audio_data& adata)
 {
-    if (adata.pinned) {
+    if (adata.format_restricted) {
         allow_all_formats(adata);
     }
     const int result = mpg123_getformat(adata.mh, &adata.rate, &adata.channels, &adata.encoding);
     if (result == 0) {
-        pin_format(adata);
+        restrict_format(adata);
     }
     return result;
 }
@@ -60,7 +60,7 @@ int fail_open_file(_qz_audio* player, _audio_data& adata)
     return adata.error;
 }
 
-/// The track or the output fails: back to nothing open, with the record's error reported.
+/// The track or the output fails: releases the handles, and reports the status none and the record's error.
 void fail_load(_qz_audio* player, _audio_data& adata)
 {
     release_handles(adata.mh, adata.ao);
@@ -91,7 +91,7 @@ int do_set_audio_track(_qz_audio* player)
         return adata->error;
     }
     if (start_output(*adata) != 0) {
-        // The output's code goes to the caller only; what is reported is the error from before.
+        // The output's code is only returned; the error that is reported is the earlier one.
         const int code = out123_errcode(adata->ao);
         fail_load(player, *adata);
         return code;
@@ -102,7 +102,7 @@ int do_set_audio_track(_qz_audio* player)
     return 0;
 }
 
-int restart_decoder(_qz_audio* player)
+int reopen_track(_qz_audio* player)
 {
     _audio_data* const adata = get_audio_data(player);
     if (open_file(player, *adata) == 0 && negotiate_format(*adata) == 0) {
