@@ -1,5 +1,5 @@
 /// \file
-/// \brief Guarded calls: every property operation and state check reports its result to the platform.
+/// \brief Checks: the result of each property access and state check is reported to the platform.
 #pragma once
 
 #include "system/qz_system.h"
@@ -9,6 +9,6 @@
 /// commas.
 #define QZ_AUDIO_CHECK(message, ...) QZ_AUDIO_CHECK_AS(message, #__VA_ARGS__, (__VA_ARGS__))
 
-/// The same with the text of the expression given: `condition` may be another one than the text shows.
+/// The same with the text given: `condition` may differ from it.
 #define QZ_AUDIO_CHECK_AS(message, expression, condition)                                          \
     qz_assertion_faild(condition, expression, message, __FILE__, __LINE__)

@@ -1,5 +1,5 @@
 /// \file
-/// \brief The library's only clock and its only sleep. Tests replace both at link time by a virtual clock.
+/// \brief The library's only clock and its only sleep. Tests link a virtual clock instead.
 #pragma once
 
 #include <chrono>

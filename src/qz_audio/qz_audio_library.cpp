@@ -14,7 +14,7 @@
 namespace
 {
 
-/// libmpg123, from the library's load to its unload.
+/// Initialises libmpg123 when the library is loaded, and releases it at the unload.
 class decoder_library
 {
 public:
@@ -30,9 +30,9 @@ constexpr const char* default_bin_path = "./bin/";
 // no player was created.
 std::string* bin_path = nullptr;
 std::mutex bin_path_mutex;
-std::atomic<bool> player_was_made{false};
+std::atomic<bool> player_was_created{false};
 
-/// Makes the output-module path at load and, if no player was made, destroys it at unload.
+/// Creates the output-module path at the load and, if no player was created, destroys it at the unload.
 class bin_path_owner
 {
 public:
@@ -42,7 +42,7 @@ public:
         std::unique_ptr<std::string> ended; // destroyed after the lock is released
         // Another thread may hold the mutex. In the child of a fork that thread no longer exists.
         const std::unique_lock<std::mutex> lock(bin_path_mutex, std::try_to_lock);
-        if (lock && !player_was_made) {
+        if (lock && !player_was_created) {
             ended.reset(std::exchange(bin_path, nullptr));
         }
     }
@@ -50,11 +50,11 @@ public:
     bin_path_owner& operator=(const bin_path_owner&) = delete;
 };
 
-// Made in this order at load, and destroyed in the opposite one.
+// Created in this order at the load, and destroyed in reverse at the unload.
 const decoder_library decoder;
 const bin_path_owner path_owner;
 
-/// Forbids the dynamic linker to unmap the library that holds `address`.
+/// Keeps the dynamic linker from unloading the library that holds `address`. Returns whether it succeeded.
 bool pin_library_of(const void* address)
 {
     Dl_info library{};
@@ -74,7 +74,7 @@ bool pin_library_of(const void* address)
 void keep_library_loaded()
 {
     static std::atomic<bool> pinned{false};
-    player_was_made = true;
+    player_was_created = true;
     if (!pinned) {
         pinned = pin_library_of(&bin_path);
     }

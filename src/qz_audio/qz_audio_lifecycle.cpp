@@ -22,7 +22,7 @@ namespace
 
 constexpr const char* tag = "[qz_audio]";
 
-/// Reverts what a player's constructor has registered, unless the constructor succeeds.
+/// Reverts what a player's constructor has registered, unless it is committed.
 class registry_rollback
 {
 public:
@@ -32,7 +32,7 @@ public:
     }
     ~registry_rollback()
     {
-        if (!kept_) {
+        if (!committed_) {
             release_service();
             if (counted_) {
                 qz_object_ref_decrement(tag);
@@ -42,7 +42,7 @@ public:
     registry_rollback(const registry_rollback&) = delete;
     registry_rollback& operator=(const registry_rollback&) = delete;
 
-    void count()
+    void count_player()
     {
         qz_object_ref_increment(tag);
         counted_ = true;
@@ -54,15 +54,15 @@ public:
             service_.reset();
         }
     }
-    void keep() { kept_ = true; }
+    void commit() { committed_ = true; }
 
 private:
-    boost::shared_ptr<_qz_thread_service> service_; ///< While the registry holds it for us.
+    boost::shared_ptr<_qz_thread_service> service_; ///< Null once released.
     bool counted_ = false;
-    bool kept_ = false;
+    bool committed_ = false;
 };
 
-/// Returns whether to destroy the player now: false if this was requested before.
+/// Returns whether to destroy the player now: false after an earlier destroy.
 bool mark_destroyed(_qz_audio& player, const std::string& file, int line)
 {
     const std::lock_guard<std::mutex> lock(player.property_mutex);
@@ -71,13 +71,13 @@ bool mark_destroyed(_qz_audio& player, const std::string& file, int line)
         return true;
     }
     bool again = false;
-    int check = 0;
+    int cast_line = 0;
     try {
-        if (check = __LINE__; boost::any_cast<bool>(destroyed)) {
+        if (cast_line = __LINE__; boost::any_cast<bool>(destroyed)) {
             again = true;
         }
     } catch (const boost::bad_any_cast& exception) {
-        write_error("bad cast destroy any: " __FILE__ ":" + std::to_string(check) + " - " +
+        write_error("bad cast destroy any: " __FILE__ ":" + std::to_string(cast_line) + " - " +
                     exception.what());
         return false;
     }
@@ -124,7 +124,7 @@ void release_player(const qz_audio_ptr& self)
     }
 }
 
-/// Once the player's thread has stopped: posts the last step to the system service.
+/// Called when the player's thread has stopped: posts the last step to the system service.
 void post_release_player(_qz_audio* player)
 {
     const qz_audio_ptr self = handle_of(player);
@@ -140,14 +140,14 @@ void stop_thread(_qz_audio* player, const qz_audio_ptr& ptr)
 }
 
 /// System service, once playback has stopped: releases decoder and output, reports the status, clears the
-/// callbacks and stops the player's thread. Retries when out of memory: the caller could not.
+/// callbacks and stops the player's thread. Retries when out of memory: the application cannot call it again.
 void finish_destroy(_qz_audio* player, const qz_audio_ptr& ptr)
 {
     _audio_data* const adata = get_audio_data(player);
-    const qz_audio_status before = std::exchange(adata->status, qz_audio_status_none);
+    const qz_audio_status old_status = std::exchange(adata->status, qz_audio_status_none);
     release_handles(adata->mh, adata->ao);
     const auto report = [&] {
-        if (before != qz_audio_status_none) {
+        if (old_status != qz_audio_status_none) {
             change_status(handle_of(player), qz_audio_status_none);
         }
     };
@@ -157,13 +157,14 @@ void finish_destroy(_qz_audio* player, const qz_audio_ptr& ptr)
     });
 }
 
-/// Player's thread: closes the player for this thread. The system service does the rest.
+/// Player's thread: from now on it leaves the handles and the status alone. The system service does the rest.
 void close_for_thread(_qz_audio* player, const std::function<void(qz_audio_ptr)>& completion)
 {
     player->closed = true;
     post_completion(player, completion);
 }
 
+/// Posts the stop with which the destruction begins.
 void post_last_stop(_qz_audio* player)
 {
     std::function<void(qz_audio_ptr)> completion =
@@ -187,7 +188,7 @@ void unmark_destroyed(_qz_audio& player)
     }
 }
 
-/// Frees the record and what it still has. Does nothing the second time.
+/// Frees the record with its block and its handles. Does nothing the second time.
 void release_record(std::unique_ptr<_audio_data>& adata)
 {
     if (adata == nullptr) {
@@ -212,9 +213,9 @@ qz_audio_ptr qz_audio_new()
 
 _qz_audio::_qz_audio() : thread_service(qz_thread_service_new("audio"))
 {
-    registry_rollback registry(thread_service);
-    registry.count();
-    registry.release_service();
+    registry_rollback rollback(thread_service);
+    rollback.count_player();
+    rollback.release_service();
     auto record = std::make_unique<_audio_data>();
     _audio_data* const adata = record.get();
     QZ_AUDIO_CHECK("audio_data", qz_property_init<_audio_data*>(property_list,"audio_data",adata));
@@ -231,7 +232,7 @@ _qz_audio::_qz_audio() : thread_service(qz_thread_service_new("audio"))
     QZ_AUDIO_CHECK("on_volume_change", qz_property_init<std::function<void(qz_audio_ptr,int)>>(property_list,"on_volume_change",nullptr));
     QZ_AUDIO_CHECK("on_status_changed", qz_property_init<std::function<void(qz_audio_ptr,qz_audio_status)>>(property_list,"on_status_changed",nullptr));
     static_cast<void>(record.release()); // owned by the property now
-    registry.keep();
+    rollback.commit();
 }
 
 _qz_audio::~_qz_audio()

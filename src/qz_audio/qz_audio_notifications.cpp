@@ -14,7 +14,7 @@
 namespace
 {
 
-/// Returns the libraries' text for the last error of the record's handles, or null.
+/// Returns the decoder's text for its last error; if it has none, the output's, or null.
 const char* error_text(_audio_data& adata)
 {
     const char* const text = mpg123_strerror(adata.mh);

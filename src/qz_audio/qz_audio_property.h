@@ -1,7 +1,7 @@
 /// \file
 /// \brief Typed access to an object's properties.
 ///
-/// A property keeps the type with which it was made. None of these takes a lock: the caller holds the
+/// A property keeps the type with which it was created. None of these takes a lock: the caller holds the
 /// object's `property_mutex` or its property lock, unless nobody else can see the object. Each may
 /// throw `std::bad_alloc`, and has changed nothing then.
 #pragma once
@@ -26,8 +26,8 @@ bool qz_property_init(property_list& list, std::string key, T value)
 }
 
 /// Exchanges the value of the property `key` and `value`; returns false, and changes nothing, when there
-/// is no property of that name and type. A caller that holds the lock makes `value` before it, and lets it
-/// outlive it, where copies and destructors are user code.
+/// is no property of that name and type. Where copies and destructors are user code, `value` is created
+/// before the caller takes the lock, and destroyed after its release.
 inline bool qz_property_exchange(property_list& list, const std::string& key, boost::any& value)
 {
     const auto property = list.find(key);

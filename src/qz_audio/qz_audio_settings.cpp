@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-// Queries, settings and callbacks: one guarded access each, on the caller's thread.
+// Queries, settings and callbacks: one checked access each, on the caller's thread.
 
 qz_audio_status _qz_audio::get_playback_status()
 {
@@ -26,7 +26,7 @@ std::string _qz_audio::get_current_track()
 
 bool _qz_audio::on_status_change(std::function<void(qz_audio_ptr, qz_audio_status)> cb)
 {
-    // Made before the lock, and what it replaces is destroyed after it: captured objects are user code.
+    // Created before the lock, and swapped for the old one, which is destroyed after it: both may run user code.
     boost::any function(std::move(cb));
     const std::lock_guard<std::mutex> lock(property_mutex);
     QZ_AUDIO_CHECK_AS(

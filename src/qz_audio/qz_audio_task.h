@@ -7,11 +7,10 @@
 #include <string>
 #include <utility>
 
-/// Returns a handle from the player's own shared ownership. Throws `boost::bad_weak_ptr` when nothing
-/// owns the player.
+/// Returns a new handle to the player. Throws `boost::bad_weak_ptr` when none exists.
 qz_audio_ptr handle_of(_qz_audio* player);
 
-/// Player's thread: runs `body` with the player, unless destruction has closed the player for its thread.
+/// Player's thread: runs `body` with the player, unless a destroy has closed the player.
 /// Every task and tick goes through here, so none touches a record whose handles are being released.
 template <typename Body>
 void run_if_open(_qz_audio* player, const Body& body)
@@ -33,11 +32,12 @@ void post(_qz_audio* player, Body body, std::string file, int line)
         std::move(file), line);
 }
 
-/// The same for a request that ends a track: `body` runs on a closed player, too. It is counted until it starts.
+/// The same for a request that ends a track: `body` runs on a closed player, too. `pending_halts` counts it until
+/// it starts.
 template <typename Body>
 void post_halt(_qz_audio* player, Body body, std::string file, int line)
 {
-    const qz_audio_ptr self = handle_of(player); // the task may have destroyed the last one
+    const qz_audio_ptr self = handle_of(player); // for the last line: the task may be over
     qz_thread_service_exec(
         player->thread_service,
         [self, body = std::move(body), player] {
@@ -45,7 +45,7 @@ void post_halt(_qz_audio* player, Body body, std::string file, int line)
             body(player);
         },
         std::move(file), line);
-    ++player->pending_halts; // perhaps after the task has uncounted it
+    ++player->pending_halts; // the task may have decremented it already
 }
 
 /// Runs `work` and then `after`, also if `work` throws.
