@@ -15,7 +15,7 @@
 namespace
 {
 
-enum class direction { up, down };
+enum class fade_direction { up, down };
 
 /// What a fade reads once, when it starts.
 struct fade_settings {
@@ -41,33 +41,32 @@ fade_settings decrement_settings(property_list& property_list)
     return {volume_decrement_timeout, volume_decrement_step};
 }
 
-/// Returns the next volume on the way to `target`: the last step is cut there, and a step that is too
-/// large for an `int` is held to it.
-int next_volume(direction way, int volume, int step, int target)
+/// Returns the volume after one step, not beyond `target` and within the range of an `int`.
+int next_volume(fade_direction direction, int volume, int step, int target)
 {
-    const std::int64_t next = way == direction::up
+    const std::int64_t next = direction == fade_direction::up
                                   ? std::min<std::int64_t>(std::int64_t{volume} + step, target)
                                   : std::max<std::int64_t>(std::int64_t{volume} - step, target);
     return static_cast<int>(std::clamp<std::int64_t>(next, std::numeric_limits<int>::min(),
                                                      std::numeric_limits<int>::max()));
 }
 
-bool has_reached(direction way, int volume, int target)
+bool has_reached(fade_direction direction, int volume, int target)
 {
-    return way == direction::up ? target <= volume : target >= volume;
+    return direction == fade_direction::up ? target <= volume : target >= volume;
 }
 
-/// While nothing plays, a fade up leaves the decoder to the next play; a fade down never does.
-bool reaches_decoder(direction way, const _audio_data& adata)
+/// While nothing plays, a fade up leaves the decoder to the next play; a fade down does not.
+bool sets_decoder(fade_direction direction, const _audio_data& adata)
 {
-    return adata.mh != nullptr && (way == direction::down || adata.in_play);
+    return adata.mh != nullptr && (direction == fade_direction::down || adata.in_play);
 }
 
-/// Takes the decoder and the record to the next volume, or the record to the decoder's error.
-void apply_step(_audio_data& adata, direction way, int target, int step)
+/// Sets the next volume in the decoder and the record; if the decoder refuses it, stores its error instead.
+void apply_step(_audio_data& adata, fade_direction direction, int target, int step)
 {
-    const int next = next_volume(way, adata.volume, step, target);
-    if (reaches_decoder(way, adata)) {
+    const int next = next_volume(direction, adata.volume, step, target);
+    if (sets_decoder(direction, adata)) {
         adata.error = mpg123_volume(adata.mh, next / 100.0);
     }
     if (adata.error == 0) {
@@ -76,15 +75,15 @@ void apply_step(_audio_data& adata, direction way, int target, int step)
 }
 
 /// Player's thread: one step of a fade. Returns whether the fade goes on.
-bool fade(_qz_audio* player, direction way, int target, int step)
+bool run_fade_step(_qz_audio* player, fade_direction direction, int target, int step)
 {
     _audio_data* const adata = get_audio_data(player);
     bool goes_on = false;
     retry_on_bad_alloc([&] {
         const qz_property_guard lock(*player, __FILE__, __LINE__);
-        goes_on = adata->error == 0 && !has_reached(way, adata->volume, target);
+        goes_on = adata->error == 0 && !has_reached(direction, adata->volume, target);
         if (goes_on) {
-            apply_step(*adata, way, target, step);
+            apply_step(*adata, direction, target, step);
         }
     });
     if (!goes_on) {
@@ -98,8 +97,8 @@ bool fade(_qz_audio* player, direction way, int target, int step)
     return true;
 }
 
-/// Player's thread: replaces a running fade by one towards `target`, if that lies on the way.
-void start_fade(_qz_audio* player, direction way, int target)
+/// Player's thread: replaces a running fade by one towards `target`, if that lies in this direction.
+void start_fade(_qz_audio* player, fade_direction direction, int target)
 {
     _audio_data* const adata = get_audio_data(player);
     const std::lock_guard<std::mutex> lock(player->property_mutex);
@@ -107,19 +106,21 @@ void start_fade(_qz_audio* player, direction way, int target)
         return;
     }
     // A fade up to the current volume goes on, and so replaces a running fade; a fade down does not.
-    if (way == direction::up ? adata->volume > target : target >= adata->volume) {
+    if (direction == fade_direction::up ? adata->volume > target : target >= adata->volume) {
         return;
     }
     if (player->volume_interval_id != 0) {
         qz_thread_service_clear_interval(player->thread_service, player->volume_interval_id);
         player->volume_interval_id = 0;
     }
-    const fade_settings settings = way == direction::up ? increment_settings(player->property_list)
-                                                        : decrement_settings(player->property_list);
+    const fade_settings settings = direction == fade_direction::up
+                                       ? increment_settings(player->property_list)
+                                       : decrement_settings(player->property_list);
     qz_audio_ptr self = handle_of(player);
-    auto tick = [self = std::move(self), target, step = settings.step, player, way] {
+    auto tick = [self = std::move(self), target, step = settings.step, player, direction] {
         bool goes_on = false;
-        run_if_open(player, [&](_qz_audio*) { goes_on = fade(player, way, target, step); });
+        run_if_open(player,
+                    [&](_qz_audio*) { goes_on = run_fade_step(player, direction, target, step); });
         return goes_on;
     };
     // Sign-extended: a negative timeout is a period of weeks at least.
@@ -161,7 +162,7 @@ bool _qz_audio::volume_increment_timeout_start(int target)
     }
     const int clamped = std::min(target, 100);
     post(
-        this, [clamped](_qz_audio* player) { start_fade(player, direction::up, clamped); },
+        this, [clamped](_qz_audio* player) { start_fade(player, fade_direction::up, clamped); },
         __FILE__, __LINE__);
     return true;
 }
@@ -170,7 +171,7 @@ bool _qz_audio::volume_decrement_timeout_start(int target)
 {
     const int clamped = std::clamp(target, 0, 100);
     post(
-        this, [clamped](_qz_audio* player) { start_fade(player, direction::down, clamped); },
+        this, [clamped](_qz_audio* player) { start_fade(player, fade_direction::down, clamped); },
         __FILE__, __LINE__);
     return true;
 }
