@@ -19,6 +19,12 @@
 
 namespace platform = substitute::platform;
 
+/// A decoder may report a block of any size; `malloc` then returns null, as without the sanitizer.
+extern "C" const char* __asan_default_options() // NOLINT(bugprone-reserved-identifier)
+{
+    return "allocator_may_return_null=1";
+}
+
 // The tracks that every_function.h sets.
 
 const std::string& silent_track()
