@@ -320,6 +320,12 @@ TEST(DescribeTest, TakesNeitherThePropertyMutexNorThePropertyLock)
     object->property_unlock();
 }
 
+TEST(DescribeTest, ReportsNoneAliveOfAKindThatWasNeverCounted)
+{
+    test_object object("[never counted]", nullptr);
+    EXPECT_THAT(description_of(object), testing::HasSubstr(", 0 alive,"));
+}
+
 TEST(DescribeTest, CountsEachKindOnItsOwn)
 {
     test_object one("[one]");
