@@ -19,8 +19,10 @@
 
 namespace platform = substitute::platform;
 
-/// A decoder may report a block of any size; `malloc` then returns null, as without the sanitizer.
-extern "C" const char* __asan_default_options() // NOLINT(bugprone-reserved-identifier)
+extern "C" const char* __asan_default_options(); // NOLINT(bugprone-reserved-identifier)
+
+/// A decoder may report a block of any size: `malloc` returns null then, as without the sanitizer.
+extern "C" const char* __asan_default_options()
 {
     return "allocator_may_return_null=1";
 }
