@@ -168,6 +168,17 @@ TEST_F(EndOfTrackTest, AStallMakesTheWaitLongerAndNeverTooShort)
     }
 }
 
+TEST_F(EndOfTrackTest, AShortBlockingAfterAStallDoesNotLookLikeAFile)
+{
+    device sink;
+    sink.buffer = 1000ms;
+    sink.period = 250ms; // ten blocks at once
+    at_call(
+        "mpg123_read", [] { pass_time(220ms); }, 81); // whose write blocks 30 ms then
+    const duration unplayed = unplayed_by(sink, 90);
+    EXPECT_EQ(unplayed, 0ms);
+}
+
 TEST_F(EndOfTrackTest, ASlowFirstWriteAndAStallBeforeTheDeviceStartsDoNotMakeItTooShort)
 {
     device sink;

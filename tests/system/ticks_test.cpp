@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include <malloc.h>
+
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
@@ -526,4 +528,17 @@ TEST_F(TicksTest, ManyIntervalsAtOnce)
     });
     ASSERT_TRUE(done.wait());
     EXPECT_THAT(counts, testing::Each(10));
+}
+
+TEST_F(TicksTest, IntervalsThatHaveEndedKeepNoMemory)
+{
+    constexpr int count = 20'000;
+    let_tick(service, 1);
+    const std::size_t before = mallinfo2().uordblks;
+    for (int number = 0; number < count; ++number) {
+        set_interval(
+            service, [] { return false; }, 0);
+    }
+    const auto bytes_of_an_interval = std::size_t{count} * sizeof(std::function<bool()>);
+    EXPECT_TRUE(wait_until([&] { return mallinfo2().uordblks < before + bytes_of_an_interval; }));
 }
