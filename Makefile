@@ -93,7 +93,8 @@ coverage: ## Prints the coverage of src/ by the tests
 	@$(setup) build test check
 	$(call build,coverage)
 	ctest --preset coverage -j $(JOBS)
-	gcovr --root . --filter src/ --object-directory build-coverage --exclude-throw-branches --print-summary --txt build-coverage/coverage.txt --fail-under-line 98
+	@# A thread that still counts while the process ends can leave a line with a count below 0: gcovr leaves it out.
+	gcovr --root . --filter src/ --object-directory build-coverage --gcov-ignore-parse-errors --exclude-throw-branches --print-summary --txt build-coverage/coverage.txt --fail-under-line 98
 	@cat build-coverage/coverage.txt
 
 .PHONY: abi abi-baseline
