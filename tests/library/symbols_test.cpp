@@ -49,10 +49,8 @@ fs::path system_library()
 std::vector<fs::path> shipped_files()
 {
     std::vector<fs::path> files{player_library(), system_library()};
-    for (const fs::path& file : {program_folder() / "qz_play", library("qz_play/session_bus.so")}) {
-        if (fs::exists(file)) {
-            files.push_back(file);
-        }
+    if (const fs::path program = program_folder() / "qz_play"; fs::exists(program)) {
+        files.push_back(program);
     }
     return files;
 }

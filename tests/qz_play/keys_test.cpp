@@ -1,68 +1,174 @@
-#include "terminal/keys.h"
+#include "terminal.h"
+
+#include "pseudo_terminal.h"
 
 #include <gmock/gmock.h>
 
-#include <memory>
+#include <csignal>
+#include <cstdlib>
+#include <optional>
+#include <vector>
+
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+
+using ::testing::ElementsAre;
+using ::testing::ExitedWithCode;
 
 namespace
 {
 
-/// Returns what is asked for by what a terminal sends for one key.
-std::optional<user_request> request_of_bytes(const std::string& bytes)
+class terminal_keys : public ::testing::Test
 {
-    const std::unique_ptr<TermKey, void (*)(TermKey*)> reader(termkey_new_abstract("xterm", 0),
-                                                              termkey_destroy);
-    termkey_push_bytes(reader.get(), bytes.data(), bytes.size());
-    TermKeyKey key{};
-    termkey_getkey_force(reader.get(), &key);
-    return request_of(key);
-}
-
-template <class Request>
-bool asks_for(const std::string& keys)
-{
-    bool all = true;
-    for (const char key : keys) {
-        const auto wanted = request_of_bytes(std::string(1, key));
-        all = all && wanted && std::holds_alternative<Request>(*wanted);
+protected:
+    void open()
+    {
+        keys.emplace(
+            *loop, window.descriptor(),
+            [this](const user_command& given) { commands.push_back(given); },
+            [this](const std::string& number) { numbers.push_back(number); });
     }
-    return all;
-}
 
-int volume_change(const std::string& bytes)
-{
-    return std::get<request::change_volume>(request_of_bytes(bytes).value()).by;
-}
+    /// Waits for a command of this kind.
+    template <class Command>
+    bool gets()
+    {
+        return run_until(*loop, [this] {
+            return !commands.empty() && std::holds_alternative<Command>(commands.back());
+        });
+    }
+
+    /// Returns whether there is nothing to do for a while.
+    bool is_idle() { return sd_event_run(loop->handle(), 50'000) == 0; }
+
+    std::optional<event_loop> loop{std::in_place};
+    pseudo_terminal window;
+    std::vector<user_command> commands;
+    std::vector<std::string> numbers;
+    std::optional<terminal> keys;
+};
+
+using terminal_keys_death_test = terminal_keys;
 
 } // namespace
 
-TEST(keys, ask_for_what_their_help_says)
+TEST_F(terminal_keys, change_the_mode_while_they_are_read)
 {
-    EXPECT_TRUE(asks_for<request::toggle_pause>(" p"));
-    EXPECT_TRUE(asks_for<request::stop>("s"));
-    EXPECT_TRUE(asks_for<request::next>("n>"));
-    EXPECT_TRUE(asks_for<request::previous>("b<"));
-    EXPECT_TRUE(asks_for<request::toggle_mute>("m"));
-    EXPECT_TRUE(asks_for<request::cycle_loop>("r"));
-    EXPECT_TRUE(asks_for<request::fade_out>("f"));
-    EXPECT_TRUE(asks_for<request::show_info>("i"));
-    EXPECT_TRUE(asks_for<request::show_help>("h?"));
-    EXPECT_TRUE(asks_for<request::quit>("q"));
+    open();
+    EXPECT_TRUE(window.is_raw());
+    keys->release();
+    EXPECT_FALSE(window.is_raw());
+    window.type("n\n");
+    EXPECT_TRUE(is_idle());
+    keys->take();
+    EXPECT_TRUE(window.is_raw());
+    EXPECT_TRUE(gets<command::next>());
+    restore_terminal();
+    EXPECT_FALSE(window.is_raw());
+    keys->take();
+    keys.reset();
+    EXPECT_FALSE(window.is_raw());
 }
 
-TEST(keys, change_the_volume_both_ways)
+TEST_F(terminal_keys, leave_a_mode_that_others_have_changed_meanwhile)
 {
-    for (const char* louder : {"+", "0", "\x1b[A"}) {
-        EXPECT_GT(volume_change(louder), 0);
-    }
-    for (const char* softer : {"-", "9", "\x1b[B"}) {
-        EXPECT_LT(volume_change(softer), 0);
-    }
+    open();
+    keys->release();
+    termios mode{};
+    tcgetattr(window.descriptor(), &mode);
+    mode.c_cc[VEOF] = 'x';
+    tcsetattr(window.descriptor(), TCSANOW, &mode);
+    keys->take();
+    keys.reset();
+    tcgetattr(window.descriptor(), &mode);
+    EXPECT_EQ(mode.c_cc[VEOF], 'x');
 }
 
-TEST(keys, of_other_kinds_ask_for_nothing)
+TEST_F(terminal_keys, of_a_number_are_shown_and_dropped_when_none_follows)
 {
-    for (const char* other : {"x", "\x1b[C", "\x1b[15~", "\x1bq", "\x11", "\t"}) {
-        EXPECT_FALSE(request_of_bytes(other)) << other;
-    }
+    open();
+    window.type("12\n");
+    EXPECT_TRUE(gets<command::jump>());
+    EXPECT_EQ(std::get<command::jump>(commands.back()).number, 12U);
+    EXPECT_THAT(numbers, ElementsAre("1", "12", ""));
+    window.type("1");
+    EXPECT_TRUE(run_until(*loop, [this] { return numbers.size() == 5; }));
+    window.type("\nq");
+    EXPECT_TRUE(gets<command::quit>());
+    EXPECT_THAT(numbers, ElementsAre("1", "12", "", "1", ""));
+    EXPECT_EQ(commands.size(), 2U);
+}
+
+TEST_F(terminal_keys, of_a_sequence_that_does_not_end_are_dropped)
+{
+    open();
+    window.type("\x1b]");
+    EXPECT_TRUE(run_until(*loop, [this] {
+        sd_event_run(loop->handle(), 100'000);
+        window.type("q");
+        return !commands.empty();
+    }));
+}
+
+TEST_F(terminal_keys, end_with_the_terminal)
+{
+    open();
+    window.hang_up();
+    EXPECT_TRUE(run_until(*loop, [this] { return is_idle(); }));
+    keys->take();
+    EXPECT_TRUE(is_idle());
+}
+
+TEST_F(terminal_keys_death_test, belong_to_the_job_in_the_foreground)
+{
+    const auto check = [this] {
+        loop.emplace(); // A loop is of one process.
+        std::signal(SIGTTOU, SIG_IGN);
+        std::signal(SIGTTIN, SIG_IGN);
+        setsid();
+        ioctl(window.descriptor(), TIOCSCTTY, 0);
+        const pid_t other = fork();
+        if (other == 0) {
+            pause();
+        }
+        setpgid(other, other);
+        const auto give_to = [this](pid_t job) { tcsetpgrp(window.descriptor(), job); };
+        give_to(other);
+        open();
+        const bool waits = !window.is_raw();
+        keys->release();
+        keys->take();
+        give_to(getpgrp());
+        const bool enters = run_until(*loop, [this] { return window.is_raw(); });
+        give_to(other);
+        window.type("q");
+        run_until(*loop, [this] { return is_idle(); });
+        const bool leaves_key = commands.empty();
+        give_to(getpgrp());
+        const bool reads = gets<command::quit>();
+        give_to(other);
+        keys.reset();
+        const bool leaves_mode = window.is_raw();
+        kill(other, SIGKILL);
+        std::_Exit(waits && enters && leaves_key && reads && leaves_mode ? 0 : 1);
+    };
+    EXPECT_EXIT(check(), ExitedWithCode(0), "");
+}
+
+TEST_F(terminal_keys_death_test, leave_the_mode_if_their_set_up_fails)
+{
+    const auto check = [this] {
+        loop.emplace();
+        for (int count = 0; count < 3; ++count) {
+            const rlimit few{static_cast<rlim_t>(dup(0)) + 1, 1024};
+            setrlimit(RLIMIT_NOFILE, &few);
+            try {
+                open();
+            } catch (const std::system_error&) {
+                std::_Exit(window.is_raw() ? 1 : 0);
+            }
+        }
+        std::_Exit(2);
+    };
+    EXPECT_EXIT(check(), ExitedWithCode(0), "");
 }

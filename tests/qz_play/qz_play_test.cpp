@@ -3,12 +3,23 @@
 #include "installed_modules.h"
 #include "process.h"
 
+#include <chrono>
 #include <csignal>
 #include <iterator>
+#include <thread>
 
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
+
+std::size_t count(const std::string& text, const std::string& part)
+{
+    std::size_t found = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++found;
+    }
+    return found;
+}
 
 qz_play_test::qz_play_test()
 {
@@ -44,9 +55,28 @@ qz_play_test::result qz_play_test::run(const std::vector<std::string>& arguments
     return {status, player.output(), player.errors()};
 }
 
+qz_play_test::result qz_play_test::run_to_wav(std::vector<std::string> arguments) const
+{
+    arguments.insert(arguments.begin(), {"--wav", path("out.wav")});
+    return run(arguments);
+}
+
+void qz_play_test::start_server()
+{
+    server.emplace(path(""));
+    settings.environment["XDG_RUNTIME_DIR"] = server->runtime_folder();
+}
+
+void qz_play_test::slow_down_scans()
+{
+    settings.environment["LD_PRELOAD"] = QZ_BLOCKED_SCAN;
+    settings.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
+}
+
 void qz_play_test::end_at_once(const program& player)
 {
     player.send(SIGINT);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // Two at once are one request.
     player.send(SIGTERM);
 }
 
@@ -64,12 +94,35 @@ std::string qz_play_test::make_track(const sound& wanted) const
     return track;
 }
 
+std::string qz_play_test::make_variable_track() const
+{
+    sound variable{"variable.mp3"};
+    variable.effects = {"synth", "10", "whitenoise", "vol", "0.5", "pad", "10", "0"};
+    variable.encoding = {"-t", "-V", "4"};
+    return make_track(variable);
+}
+
+std::string qz_play_test::make_link(const std::string& name) const
+{
+    if (!fs::exists(path("link.mp3"))) {
+        make_track({"link.mp3"});
+    }
+    fs::create_hard_link(path("link.mp3"), path(name));
+    return path(name);
+}
+
+std::string qz_play_test::make_pipe(const std::string& name) const
+{
+    EXPECT_EQ(mkfifo(path(name).c_str(), 0600), 0);
+    return path(name);
+}
+
 program qz_play_test::make_endless_track(const std::string& name) const
 {
     const std::string track = make_track(
         {"part.mp3", "5", "44100", "2", {"synth", "5", "sine", "440"}, {"-b", "128", "-t"}});
-    mkfifo(path(name).c_str(), 0600);
-    return {{"sh", "-c", R"(while cat "$1"; do :; done > "$2")", "sh", track, path(name)}, {}};
+    const std::string pipe = make_pipe(name);
+    return {{"sh", "-c", R"(while cat "$1"; do :; done > "$2")", "sh", track, pipe}, {}};
 }
 
 std::string qz_play_test::decoded(const std::string& track,

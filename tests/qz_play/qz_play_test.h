@@ -4,14 +4,19 @@
 #pragma once
 
 #include "program.h"
+#include "sound_server.h"
 #include "temporary_folder.h"
 #include "wav_file.h"
 
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
+
+/// Returns how often `part` is in `text`.
+std::size_t count(const std::string& text, const std::string& part);
 
 class qz_play_test : public ::testing::Test
 {
@@ -38,6 +43,15 @@ protected:
     /// Runs qz_play to its end.
     [[nodiscard]] result run(const std::vector<std::string>& arguments) const;
 
+    /// Runs qz_play to its end, with the sound written to "out.wav".
+    [[nodiscard]] result run_to_wav(std::vector<std::string> arguments) const;
+
+    /// Starts a sound server for the programs that are started later.
+    void start_server();
+
+    /// Lets each read of a length scan take ten seconds.
+    void slow_down_scans();
+
     /// Sends two signals. They differ, since two of a kind may become one.
     static void end_at_once(const program& player);
 
@@ -46,6 +60,15 @@ protected:
 
     /// Makes the track and returns its path.
     std::string make_track(const sound& wanted) const; // NOLINT(modernize-use-nodiscard)
+
+    /// Makes a track of 20 seconds whose length is known only after all of its frames have been read.
+    std::string make_variable_track() const; // NOLINT(modernize-use-nodiscard)
+
+    /// Returns the path of another name for a track of half a second.
+    std::string make_link(const std::string& name) const; // NOLINT(modernize-use-nodiscard)
+
+    /// Makes a pipe and returns its path.
+    [[nodiscard]] std::string make_pipe(const std::string& name) const;
 
     /// Makes the pipe `name` and lets the track come through it over and over as long as somebody reads it.
     [[nodiscard]] program make_endless_track(const std::string& name) const;
@@ -68,4 +91,7 @@ protected:
 
 private:
     temporary_folder folder_{"qz_play_test"};
+
+protected:
+    std::optional<sound_server> server;
 };

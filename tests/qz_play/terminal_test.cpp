@@ -1,7 +1,4 @@
 #include "qz_play_test.h"
-#include "sound_server.h"
-
-#include <csignal>
 
 using ::testing::AllOf;
 using ::testing::Contains;
@@ -24,8 +21,8 @@ protected:
         settings.environment["LC_ALL"] = "C";
     }
 
-    /// Returns each text of the live line.
-    static std::vector<std::string> live_lines(const std::string& screen)
+    /// Returns each text of the status line.
+    static std::vector<std::string> status_lines(const std::string& screen)
     {
         std::vector<std::string> lines;
         std::size_t at = screen.find(erase_line);
@@ -45,93 +42,37 @@ protected:
 
 TEST_F(terminal, has_a_live_line_with_state_name_times_and_volume)
 {
-    const result played =
-        run({"--volume", "40", "--wav", path("out.wav"), make_track({"tone.mp3", "62"})});
+    const std::string track = make_track({"tone.mp3", "62"});
+    const result played = run_to_wav({"--volume", "40", track});
     EXPECT_EQ(played.status, 0);
-    EXPECT_THAT(live_lines(played.errors),
+    EXPECT_THAT(status_lines(played.errors),
                 Contains(AllOf(HasSubstr("> tone.mp3  ["), EndsWith("]  0:00 / 1:02  40 %"))));
-}
-
-TEST_F(terminal, tells_the_whole_length_of_a_track_with_changing_bit_rates)
-{
-    const std::string track =
-        make_track({"vbr.mp3",
-                    "",
-                    "44100",
-                    "2",
-                    {"synth", "10", "whitenoise", "vol", "0.5", "pad", "10", "0"},
-                    {"-t", "-V", "4"}});
-    const result played = run({"--wav", path("out.wav"), track});
-    EXPECT_THAT(played.errors, HasSubstr("0:00 / 0:20"));
-}
-
-TEST_F(terminal, clock_starts_over_with_a_repeated_track)
-{
-    const sound_server server(path(""));
-    settings.environment["XDG_RUNTIME_DIR"] = server.runtime_folder();
-    program player(qz_play({"--repeat", make_track({"tone.mp3", "1.5"})}), settings);
-    const auto shows = [&](const std::string& times) {
-        return player.wait_for_error_text(times + "  100 %  repeat");
-    };
-    EXPECT_TRUE(shows("0:00 / 0:01"));
-    EXPECT_TRUE(shows("0:01 / 0:01"));
-    const std::size_t first_round = player.errors().size();
-    EXPECT_TRUE(player.wait_for_errors([&](const std::string& all) {
-        return all.find("0:00 / 0:01", first_round) != std::string::npos;
-    }));
-    player.send(SIGINT);
-    EXPECT_EQ(player.wait_for_exit(), 4);
-}
-
-TEST_F(terminal, keeps_every_line_whole)
-{
-    const std::string track = make_track({});
-    const result played = run({"--verbose", "--wav", path("out.wav"), track});
-    for (const std::string& line : {std::string("sound output: opened\r\n"), track + ": loaded\r\n",
-                                    track + ": playing\r\n", track + ": stopped\r\n"}) {
-        EXPECT_THAT(played.errors, HasSubstr(line));
-    }
-    EXPECT_THAT(played.errors, EndsWith("sound output: closed\r\n"));
-}
-
-TEST_F(terminal, live_line_fits_the_window)
-{
     settings.columns = 20;
-    const result played = run({"--wav", path("out.wav"), make_track({})});
-    const std::vector<std::string> lines = live_lines(played.errors);
+    const std::vector<std::string> lines = status_lines(run_to_wav({track}).errors);
     ASSERT_THAT(lines, Not(::testing::IsEmpty()));
     EXPECT_THAT(lines, ::testing::Each(::testing::SizeIs(::testing::Lt(20U))));
+    const std::string green = "\x1b[32m>";
+    EXPECT_THAT(played.errors, Not(HasSubstr(green)));
+    settings.environment["NO_COLOR"] = std::nullopt;
+    EXPECT_THAT(run_to_wav({track}).errors, HasSubstr(green));
 }
 
-TEST_F(terminal, that_cannot_move_its_cursor_has_no_live_line)
+TEST_F(terminal, shows_the_whole_length_of_a_track_with_changing_bit_rates)
 {
-    settings.environment["TERM"] = "dumb";
-    const result played = run({"--wav", path("out.wav"), make_track({})});
-    EXPECT_THAT(played.errors, HasSubstr(": playing\r\n"));
-    EXPECT_THAT(played.errors, Not(HasSubstr("\x1b")));
+    EXPECT_THAT(run_to_wav({make_variable_track()}).errors, HasSubstr("0:00 / 0:20"));
 }
 
-TEST_F(terminal, elsewhere_has_no_live_line)
-{
-    settings.terminal = false;
-    const result played = run({"--wav", path("out.wav"), make_track({})});
-    EXPECT_THAT(played.errors, HasSubstr(": playing\n"));
-    EXPECT_THAT(played.errors, Not(HasSubstr("\r")));
-}
-
-TEST_F(terminal, that_is_quiet_shows_errors_alone)
-{
-    const result played =
-        run({"--quiet", "--wav", path("out.wav"), make_track({}), path("missing.mp3")});
-    EXPECT_EQ(played.errors,
-              "qz_play: " + path("missing.mp3") + ": there is no such file; check its name.\r\n");
-}
-
-TEST_F(terminal, has_colours_unless_they_are_not_wanted)
+TEST_F(terminal, has_plain_lines_where_more_is_not_wanted_or_possible)
 {
     const std::string track = make_track({});
-    const std::string green = "\x1b[32m>";
-    EXPECT_THAT(run({"--wav", path("out.wav"), track}).errors, Not(HasSubstr(green)));
-    settings.environment["NO_COLOR"] = std::nullopt;
-    EXPECT_THAT(run({"--wav", path("out.wav"), track}).errors, HasSubstr(green));
+    const std::string all = "sound output: opened\r\n" + track + ": loaded\r\n" + track +
+                            ": playing\r\n" + track + ": stopped\r\nsound output: closed\r\n";
+    const std::string verbose = run_to_wav({"--verbose", track}).errors;
+    for (std::size_t at = 0; at < all.size(); at = all.find('\n', at) + 1) {
+        EXPECT_THAT(verbose, HasSubstr(all.substr(at, all.find('\n', at) - at + 1)));
+    }
+    EXPECT_EQ(run_to_wav({"--quiet", track, path("missing.mp3")}).errors,
+              "qz_play: " + path("missing.mp3") + ": no such file\r\n");
+    settings.environment["TERM"] = "dumb";
+    EXPECT_EQ(run_to_wav({track}).errors, all);
 }

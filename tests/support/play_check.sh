@@ -23,12 +23,16 @@ make_track() {
     mpg123 -q -w decoded.wav track.mp3
 }
 
-# usage: check_player COMMAND...   with what it writes in the file "told"
-check_player() {
+# usage: check_sound COMMAND...   writes its output into the file "told"
+check_sound() {
     rm -f played.wav
     timeout -k 1 60 "$@" track.mp3 >told || fail "the track was not played by $*"
-    cmp played.wav decoded.wav || fail "the track sounds otherwise than libmpg123 decodes it"
+    cmp played.wav decoded.wav || fail "the sound differs from what libmpg123 decodes"
+}
 
+# usage: check_player COMMAND...   as check_sound; also checks that the command fails for a missing track
+check_player() {
+    check_sound "$@"
     status=0
     timeout -k 1 60 "$@" missing.mp3 >>told || status=$?
     [ "$status" -eq 1 ] || fail "exit status $status for a missing track"

@@ -67,11 +67,6 @@ void apply(const program_settings& settings)
             unsetenv(name.c_str()); // NOLINT(concurrency-mt-unsafe)
         }
     }
-    if (settings.file_size_limit) {
-        const rlimit limit{*settings.file_size_limit, *settings.file_size_limit};
-        check(setrlimit(RLIMIT_FSIZE, &limit));
-        std::signal(SIGXFSZ, SIG_IGN);
-    }
     if (settings.umask) {
         umask(*settings.umask);
     }

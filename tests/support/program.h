@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include <sys/resource.h>
 #include <sys/types.h>
 
 struct program_settings {
@@ -18,7 +17,6 @@ struct program_settings {
     bool terminal = false;    ///< Standard error is a terminal of 60 columns, or else a pipe.
     unsigned short columns = 60;
     bool unprivileged = false; ///< To run as nobody; only root can ask for it.
-    std::optional<rlim_t> file_size_limit;
     std::optional<mode_t> umask;
 };
 

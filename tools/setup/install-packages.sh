@@ -7,7 +7,7 @@
 # Installs as root or through sudo; without either it prints the one line to run, and fails.
 set -eu
 
-build="g++ make cmake libboost-dev libmpg123-dev mpg123 libcli11-dev libtermkey-dev libncurses-dev libsdbus-c++-dev libutfcpp-dev"
+build="g++ make cmake libboost-dev libmpg123-dev mpg123 libcli11-dev libsystemd-dev libutfcpp-dev"
 test="libgtest-dev libgmock-dev libasound2-dev lame sox pulseaudio pulseaudio-utils dbus-daemon dbus-bin playerctl binutils procps pkgconf desktop-file-utils tmux"
 check="clang libclang-rt-dev clang-format clang-tidy black gcovr valgrind"
 abi="abigail-tools"
@@ -19,7 +19,7 @@ peers="libsox-fmt-alsa libsox-fmt-mp3 mpv gstreamer1.0-tools gstreamer1.0-plugin
 deb="build-essential dbus-daemon debhelper git lame lintian pkgconf playerctl pulseaudio sox"
 
 # Never mpg123:arm64, which would remove this machine's own.
-cross="g++-aarch64-linux-gnu qemu-user libmpg123-dev:arm64 libtermkey-dev:arm64 libncurses-dev:arm64 libasound2:arm64 libstdc++6:arm64"
+cross="g++-aarch64-linux-gnu qemu-user libmpg123-dev:arm64 libsystemd-dev:arm64 libutfcpp-dev:arm64 libasound2:arm64 libstdc++6:arm64"
 
 packages=""
 for purpose in "$@"; do

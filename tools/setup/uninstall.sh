@@ -13,7 +13,7 @@ fi
 remove_empty_folders_of_ours() {
     folder=$1
     case "$folder" in
-    */qz | */qz/* | */qz_audio | */qz_audio/* | */qz_play) ;;
+    */qz | */qz/* | */qz_audio | */qz_audio/*) ;;
     *) return ;;
     esac
     if rmdir "$folder" 2>/dev/null; then
