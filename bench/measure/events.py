@@ -34,12 +34,18 @@ def events_until(what: str, command: list[str], environment: dict[str, str]) -> 
 
 @contextlib.contextmanager
 def running_since(
-    what: str, command: list[str], environment: dict[str, str]
+    what: str,
+    command: list[str],
+    environment: dict[str, str],
+    terminal: int = subprocess.DEVNULL,
 ) -> Iterator[tuple[int, list[Event]]]:
-    """A program that has logged `what`, and is ended afterwards: its process and the events so far."""
+    """A program that has logged `what`, and is ended afterwards: its process and the events so far.
+
+    `terminal` is its standard input and its standard error.
+    """
     log = _new_log(environment)
     with subprocess.Popen(
-        command, env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
+        command, env=environment, stdin=terminal, stdout=subprocess.DEVNULL, stderr=terminal
     ) as process, log.open() as stream:
         logged = _read_until(what, stream, process)
         try:

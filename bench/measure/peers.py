@@ -1,7 +1,7 @@
 """usage: python3 -m measure.peers BUILD DOCS
 
-Plays one track with several command-line players into the device of the build tree BUILD and writes
-peers.md into the folder DOCS.
+Plays one track with several command-line players into the device of the build tree BUILD, measures qz_play
+alone, too, and writes peers.md into the folder DOCS.
 """
 
 from __future__ import annotations
@@ -11,11 +11,12 @@ import tempfile
 import time
 from dataclasses import dataclass
 from pathlib import Path
+from typing import Callable
 
-from . import machine, report
+from . import machine, qz_play_alone, report
 from .bench import Bench
 from .events import running_since, times_between
-from .results import Series
+from .results import Series, series_of
 
 PLAYERS = {
     "qz_play": ["qz_play"],
@@ -25,6 +26,7 @@ PLAYERS = {
     "GStreamer": ["gst-play-1.0", "-q", "--no-interactive", "--audiosink=alsasink"],
 }
 PACKAGES = ["mpg123", "sox", "mpv", "libgstreamer1.0-0", "gstreamer1.0-tools"]
+REFERENCE = "mpg123"
 ROUNDS = 5
 SETTLED_SECONDS = 2
 MEASURED_SECONDS = 10
@@ -33,7 +35,13 @@ TEXT = f"""\
 Written by `make bench-peers` from what it measured: command-line players play the same track of 128 kbit/s
 into the same ALSA device, which takes sound at its real rate. Measured are the time from exec to the first
 frames; the processor time of all threads over {MEASURED_SECONDS} s, from {SETTLED_SECONDS} s after the start on; then
-the memory (with its share of what other processes use) and the threads. The players take turns; a value is the median of {ROUNDS} rounds, with the least and the greatest in brackets."""
+the memory (with its share of what other processes use) and the threads. The players take turns, in an order
+that alternates, and are compared with {REFERENCE} within each round: by the difference of the start times,
+and by the quotient of the processor times. A value is the median of {ROUNDS} rounds, with the least and the greatest in
+brackets.
+
+The targets of qz_play: it starts at most 3.7 ms later than {REFERENCE}, which is 2 ms more than before it had an
+event loop; and it takes at most 1.1 times the processor time of {REFERENCE}. The memory has no target."""
 
 
 @dataclass(frozen=True)
@@ -49,19 +57,19 @@ class Cost:
 def main() -> None:
     build, docs = (Path(argument).resolve() for argument in sys.argv[1:])
     with tempfile.TemporaryDirectory() as work:
-        costs = _measure(Bench(build, Path(work)))
-    page = "\n\n".join(
-        ["# Compared with other players", TEXT, machine.describe(build, PACKAGES), _table(costs)]
-    )
-    (docs / "peers.md").write_text(page + "\n")
-    print(_table(costs))
+        bench = Bench(build, Path(work))
+        measured = "\n\n".join([_table(_measure(bench)), qz_play_alone.section(bench)])
+    described = machine.describe(build, PACKAGES)
+    page = ["# Compared with other players", TEXT, described, measured]
+    (docs / "peers.md").write_text("\n\n".join(page) + "\n")
+    print(measured)
 
 
 def _measure(bench: Bench) -> dict[str, list[Cost]]:
     costs: dict[str, list[Cost]] = {name: [] for name in PLAYERS}
-    for _ in range(ROUNDS):
-        for name, command in PLAYERS.items():
-            costs[name].append(_play(bench, command))
+    for number in range(ROUNDS):
+        for name in list(PLAYERS)[:: 1 if number % 2 == 0 else -1]:
+            costs[name].append(_play(bench, PLAYERS[name]))
     return costs
 
 
@@ -94,20 +102,34 @@ def _proportional_kib(pid: int) -> int:
 
 
 def _table(costs: dict[str, list[Cost]]) -> str:
-    headers = ["Player", "Start", "Processor", "Memory", "Threads"]
-    return report.table(headers, [_cells(name, rounds) for name, rounds in costs.items()])
+    headers = [
+        "Player",
+        "Start",
+        f"Later than {REFERENCE}",
+        "Processor",
+        f"Times {REFERENCE}'s",
+        "Memory",
+        "Threads",
+    ]
+    return report.table(headers, [_cells(name, costs) for name in costs])
 
 
-def _cells(name: str, rounds: list[Cost]) -> list[str]:
-    def cell(values: list[float], unit: str = "") -> str:
-        return Series(tuple(values)).show(unit)
+def _cells(name: str, costs: dict[str, list[Cost]]) -> list[str]:
+    def series(value: Callable[[Cost], float]) -> tuple[Series, Series]:
+        return series_of(list(zip(costs[name], costs[REFERENCE])), value)
 
+    start, reference_start = series(lambda cost: cost.start_ms)
+    busy, reference_busy = series(lambda cost: cost.busy_percent)
+    memory, _ = series(lambda cost: cost.memory_mib)
+    threads, _ = series(lambda cost: cost.threads)
     return [
         name,
-        cell([cost.start_ms for cost in rounds], "ms"),
-        cell([cost.busy_percent for cost in rounds], "%"),
-        cell([cost.memory_mib for cost in rounds], "MiB"),
-        cell([cost.threads for cost in rounds]),
+        start.show("ms"),
+        start.minus(reference_start).show("ms"),
+        busy.show("%"),
+        busy.over(reference_busy).show(),
+        memory.show("MiB"),
+        threads.show(),
     ]
 
 

@@ -6,6 +6,7 @@ import contextlib
 import os
 import signal
 import subprocess
+from collections import Counter
 from dataclasses import dataclass
 from pathlib import Path
 from typing import Iterator
@@ -109,6 +110,15 @@ def context_switches(pid: int) -> int:
     """How often the threads of a process have been given a processor up to now."""
     names = ("voluntary_ctxt_switches:", "nonvoluntary_ctxt_switches:")
     return sum(int(_sum((task / "status").read_text(), *names)) for task in _entries(pid, "task"))
+
+
+def wake_ups(pid: int) -> Counter[str]:
+    """How often the threads of a process have waited up to now, by the names of the threads."""
+    counts: Counter[str] = Counter()
+    for task in _entries(pid, "task"):
+        name = (task / "comm").read_text().strip()
+        counts[name] += int(_sum((task / "status").read_text(), "voluntary_ctxt_switches:"))
+    return counts
 
 
 def _read(pid: int, name: str) -> str:

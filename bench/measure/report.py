@@ -7,16 +7,13 @@ from typing import Iterator
 from .results import Row, Section, Table
 
 EXPLANATION = """\
-Written by `make bench` from what it measured. In each round ours and the reference run one right after the
-other, in an order that alternates, or at the same time where the section says so, and the two are compared
-within the round: by the quotient or by the difference. The first table has the median of these comparisons,
-and an interval that holds the true median with a probability of 95 %, taken from the order of the rounds
-(their order statistics; nothing is assumed of their distribution). A target is met where the whole interval
-reaches it, and missed where none of it does: a sign test of the rounds decides the same at 5 %. Otherwise
-the row is *inconclusive*: this run does not separate ours from the target; where the target is the reference
-itself, it does not separate ours from the reference. Counts that are the same on every run have one value
-and no interval to speak of. The further tables have each side by itself: the median of its rounds, with the
-least and the greatest in brackets."""
+Written by `make bench`. In each round, ours and the reference run one after the other, in an order that
+alternates, or at the same time, and are compared within the round: by the quotient or by the difference. The
+first table has the median of these comparisons, and an interval that holds the true median with a probability
+of 95 % (order statistics of the rounds, without assumptions on their distribution). A target is met if the whole
+interval reaches it, and missed if no part of it does. Otherwise the row is *inconclusive*: this run does not
+separate ours from the target. Counts that are the same in every run have no interval. The other tables have each
+side alone: the median of its rounds, with the minimum and the maximum in brackets."""
 
 VERDICTS = {"yes": "yes", "no": "**no**", "inconclusive": "*inconclusive*"}
 

@@ -21,15 +21,13 @@ def measure(bench: Bench) -> Section:
     rounds = {what: _rounds(bench, what, track) for what in ("pause", "stop")}
     return Section(
         "Pause and stop",
-        "A track plays into the device of the section on the start, whose buffer of 4096 frames is "
-        "freed in periods of 1024, 23 ms at 44.1 kHz. A pause or a stop is asked for at a random moment. "
-        "Measured is the time from the call to the callback, and to the device's silence. The bare loop "
-        "looks at a flag between two blocks, and then pauses or stops the output; its callback is the "
-        f"moment when its own thread has done so. Each of {RUNS} rounds has {CALLS_A_RUN} calls, at the "
-        "same moments for both, so that each call has its counterpart. What the library needs more is "
-        "the median of the differences of all these pairs, and the difference of the slowest calls of a "
-        "round. Both wait for the device first, until it has room for the block at hand, so that a "
-        "single call may come a whole period earlier or later than its counterpart.",
+        "The device is that of the section on the start, with a buffer of 4096 frames in periods of 1024 (23 ms "
+        "at 44.1 kHz). Measured is the time from a call at a random moment to the callback, and to the device's "
+        "silence. The bare loop checks a flag between two blocks, and then pauses or stops the output; its "
+        f"callback is the moment when its own thread has done so. Each of {RUNS} rounds has {CALLS_A_RUN} calls, "
+        "at the same moments for both. The table has the median of the differences of all pairs, and the "
+        "difference of the slowest calls of a round. Both first wait until the device has room for a block, so "
+        "that a single call may differ by a period.",
         [row for what in rounds for row in _rows(what, rounds[what])],
         plots=[_plot(what, rounds[what]) for what in rounds],
     )

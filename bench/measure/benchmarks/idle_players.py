@@ -43,11 +43,10 @@ def measure(bench: Bench) -> Section:
     wake_ups = Series.of(_wake_ups(players))
     return Section(
         "Idle players",
-        f"A process makes {MANY:,} players, waits, and destroys them. Another does the same "
-        "with threads as an application writes them: a `std::thread` that waits on a condition "
-        "variable for what comes into a `std::deque`. What each takes is the difference to a "
-        "process with one. Destruction ends when no object and no thread is left. Memory is what "
-        "`/proc/PID/smaps_rollup` counts as private; wake-ups are the context switches of all "
+        f"A process creates {MANY:,} players, waits, and destroys them. The reference does the same with "
+        "threads of an application: a `std::thread` that waits on a condition variable for a `std::deque`. The "
+        "value is the difference to a process with one. Destruction ends when no object and no thread is left. "
+        "Memory is what `/proc/PID/smaps_rollup` counts as private; wake-ups are the context switches of all "
         f"threads of a process with {WATCHED} players in {WATCHED_SECONDS} s.",
         [
             memory_row(

@@ -27,9 +27,8 @@ def measure(bench: Bench) -> Section:
     return Section(
         "Instructions",
         f"A track of {SHORT} s and one of {LONG} s are played into ALSA's null device under "
-        "callgrind. The difference gives the instructions for each second of audio; what is left "
-        "is start-up and end. The reference is the bare loop: `mpg123_read` of one "
-        "`mpg123_outblock`, `out123_play`, in a C++ program linked with libstdc++.",
+        "callgrind. The difference gives the instructions per second of audio; the rest is start-up and end. "
+        "The bare loop calls `mpg123_read` for one `mpg123_outblock`, then `out123_play`, in a C++ program.",
         [
             Row(
                 "A second of audio",

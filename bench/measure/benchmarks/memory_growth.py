@@ -23,11 +23,10 @@ def measure(bench: Bench) -> Section:
     check = Check(last.minus(first), "at most", TOLERANCE, "KiB more")
     return Section(
         "Memory in the long run",
-        f"A player plays a track of {SECONDS // 60} minutes into ALSA's null device, as fast as it "
-        "can, with repeat on, and fades down and up all the time, a step every millisecond. How "
-        "much it has played is known from what the process has read. Memory is all that is resident. "
-        f"The target allows for {TOLERANCE // 4} pages that are touched late; a single byte lost "
-        "with each block would make 400 KiB.",
+        f"A player repeats a track of {SECONDS // 60} minutes into ALSA's null device, as fast as it "
+        "can, and fades down and up all the time, a step every millisecond. Memory is what is resident. The "
+        f"target allows for {TOLERANCE // 4} pages that are touched late; one lost byte per block would be "
+        "400 KiB.",
         [
             Row(
                 f"Memory after {MINUTES[-1] // 60} hours of audio",

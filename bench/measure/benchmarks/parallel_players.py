@@ -35,10 +35,10 @@ def measure(bench: Bench) -> Section:
     return Section(
         "Many players at once",
         f"{', '.join(map(str, COUNTS))} players play a track at the same time into ALSA's null "
-        "device, as fast as they can, and as many threads with a bare loop each do the same. The "
-        "value is the processor time of the process from the first play to the last end, for each "
-        f"player and second of audio. The more players, the shorter the track: {LONGEST} s for "
-        f"{COUNTS[0]}, {SHORTEST} s for {COUNTS[-1]}.",
+        "device, as fast as they can; the reference is as many threads with a bare loop each. The "
+        "value is the processor time of the process from the first play to the last end, per player and "
+        f"second of audio. The tracks have from {LONGEST} s for {COUNTS[0]} player to {SHORTEST} s for "
+        f"{COUNTS[-1]}.",
         [
             Row(
                 f"{count} playing at once",

@@ -35,9 +35,8 @@ def measure(bench: Bench) -> Section:
     return Section(
         "Memory of a playing player",
         f"{FEW} and {MANY} players play a track of an hour into ALSA's null device; the reference "
-        "is as many threads with a bare loop each. The difference of the two processes, which are halted while "
-        "they are looked at, gives what each further player holds. Memory is what "
-        "`/proc/PID/smaps_rollup` counts as private.",
+        "is as many threads with a bare loop each. The difference of the two processes gives what each "
+        "further player holds. Memory is what `/proc/PID/smaps_rollup` counts as private.",
         [
             memory_row(
                 f"Memory of each player, {MANY} playing", memory, "bare loop", bare_memory, 2, 160

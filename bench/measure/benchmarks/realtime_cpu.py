@@ -27,10 +27,9 @@ def measure(bench: Bench) -> Section:
     player, bare, mpg123 = (Series(tuple(taken[name] for taken in rounds)) for name in commands)
     return Section(
         "Processor time in real time",
-        f"A track of {SECONDS} s is played to a PulseAudio server with a null sink, which takes the "
-        f"sound at its real pace. In each of {ROUNDS} rounds {COPIES} processes of each kind play it "
-        "at the same time; the value is the user and system time of a whole process, its start "
-        f"and end included, for each second of audio, as a mean of the {COPIES}.",
+        f"A track of {SECONDS} s is played to a PulseAudio server with a null sink, in real time. In each of "
+        f"{ROUNDS} rounds {COPIES} processes of each kind play it at the same time; the value is the mean "
+        "user and system time of a whole process per second of audio.",
         [
             Row(
                 "Playing in real time",

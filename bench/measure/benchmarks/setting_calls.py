@@ -21,24 +21,18 @@ WAYS = {
 }
 
 TEXT = f"""\
-The calls that do all their work on the caller's thread, and what an application would write that
-keeps its settings itself: a `std::map<std::string, boost::any>` under a `std::mutex`, in the program
-itself. Google Benchmark times them in {ROUNDS} rounds. With 8 threads a value is the
-whole time divided by the calls of all of them, so it falls as far as they run side by side.
+These calls do their work on the caller's thread. The reference is what an application would write to store
+its settings: a `std::map<std::string, boost::any>` under a `std::mutex`. Google Benchmark times them in
+{ROUNDS} rounds. With 8 threads a value is the whole time divided by the calls of all threads.
 
-The difference is the price of two promises. Each access of a property is reported to the platform, also
-when it went well, with its text, its name and its place in the source, as strings made for the report;
-and values are the platform's `boost::any`, so that a read copies one and a write makes one. The last
-table counts, by callgrind, the instructions of a call on its own thread, and those of such a report by
-itself; those of a request vary with what the player's thread does meanwhile. Only counted, and not
-timed, are the requests, since what they cost the caller is a post, and a player asked without a pause
-would fall ever further behind; and the output-module path, which is no property of a player.
+The difference has two causes: each access of a property is reported to the platform with its text, its name
+and its source position, as strings; and values are `boost::any`, so that a read copies one and a write
+creates one. The last table counts the instructions on the caller's thread with callgrind. Requests are only
+counted, since they post a task and return.
 
-Players do not wait for each other: no mutex that one of these calls locks, or one of the requests in
-the last table, is locked for another player too. A program that notes every `pthread_mutex_lock` of the
-calling thread looks for common ones; it finds that of the output-module path, of which there is one for
-the process. Threads on one player have its mutex in common: they show what sharing costs, as far as the
-machine has cores to spare."""
+Players do not wait for each other: no mutex that one of these calls or requests locks is locked for another
+player too, except that of the module path, of which there is one per process. A program that records each
+`pthread_mutex_lock` checks this. Threads on one player share its mutex."""
 
 Times = dict[tuple[str, str], tuple[Series, Series]]
 """By call and way: ours and by hand."""

@@ -15,14 +15,12 @@ def measure(bench: Bench) -> Section:
     song = bench.track(SONG)
     return Section(
         "Start",
-        "The device is an ALSA plugin that takes sound at its real rate, as a card does, and records "
-        f"when the first frames arrive. The track is {SONG} s long. Measured is the time from the "
-        "request to play a loaded player, and from `qz_audio_new` of a player that is given the track "
-        "and asked to play. The bare loop does the same work: starts an output and plays a block; "
-        "makes a decoder and an output, opens both and plays a block. Each of the "
-        f"{RUNS} rounds is a new process that opens once and then starts {PLAYS_A_RUN} times. "
-        "What the library needs more is the difference, in each round, of the two medians. "
-        "`qz_play` and `mpg123` are measured from their exec to the first frames.",
+        "The device is an ALSA plugin that plays at the real rate and records when the first frames "
+        f"arrive. The track is {SONG} s long. Measured is the time from a play of a loaded player, and "
+        "from `qz_audio_new`. The bare loop does the same work: it starts an output and plays a block; "
+        "it creates a decoder and an output, opens both and plays a block. Each of the "
+        f"{RUNS} rounds is a new process that opens once and then starts {PLAYS_A_RUN} times; compared "
+        "are the medians of each round. `qz_play` and `mpg123` are measured from exec to the first frames.",
         [*_library(bench, song), _program(bench, song)],
     )
 

@@ -22,17 +22,15 @@ LEAST_THROUGHPUT = {ASIO: 1.5, BATCH_SWAP: 0.7}
 POSTERS = {1: "one thread", 4: "four threads"}
 
 TEXT = """\
-Boost.Asio is an `io_context` for a single thread; libuv is a loop with an async handle, and the queue under a
-mutex that its users add. The batch-swap queue is the textbook's: a mutex, a condition variable and a
-`std::vector` that the worker swaps out whole and works off without the mutex; it has no intervals and no nested
-calls. Each task counts an integer down. The interface of the thread service fixes arguments by value: a handle,
-a `std::function`, and a source position with a `std::string`. The batch-swap queue takes the same ones; what
-they cost is its difference to a batch-swap queue that takes the task alone. An idle worker is woken from
-another core, 200 times a round. The interval, and the `steady_timer` it is compared with, tick every 10 ms,
-100 times a round, each time armed from the start of the tick before. Neither wait has the kernel's usual timer
-slack of 50 µs: our threads ask for 1 ns, and Asio waits on a `timerfd`, which has none. A thread that loses the
-processor before its tick reads the clock makes the next tick seem early, so that the least lateness of a single
-round may be negative."""
+Boost.Asio is an `io_context` for a single thread; libuv is a loop with an async handle and a queue under a
+mutex. The batch-swap queue is the textbook's: a mutex, a condition variable and a `std::vector` that the
+worker swaps out; it has no intervals and no nested calls. Each task decrements an integer. The interface of
+the thread service takes its arguments by value: a handle, a `std::function`, and a source position with a
+`std::string`. The batch-swap queue takes the same ones; another one takes the task alone and shows what they
+cost. An idle worker is woken from another core, 200 times a round. Intervals and the `steady_timer` tick
+every 10 ms, 100 times a round, measured from the start of the tick before. Neither has the kernel's usual
+timer slack of 50 µs: our threads ask for 1 ns, and a `timerfd` has none. If a thread loses the processor
+before its tick reads the clock, the next tick seems early, so that the minimum of a round may be negative."""
 
 
 def measure(bench: Bench) -> Section:
