@@ -2,8 +2,8 @@
 /// \brief Two players cross-fade: each has a thread, a decoder and an output of its own.
 ///
 /// usage: crossfade FIRST SECOND SECONDS
-///   SECONDS is when the second track begins. Both must sound at once, so the output has to be one that
-///   mixes, such as PulseAudio.
+///   The second track begins after SECONDS. Both play at the same time, so the output must mix them, as
+///   PulseAudio does.
 
 #include "mailbox.h"
 
@@ -17,29 +17,30 @@
 namespace
 {
 
-enum class word { loaded, playing, faded, stopped, failed };
-using word_box = mailbox<word>;
+enum class event { loaded, playing, faded, stopped, failed };
+using event_box = mailbox<event>;
 
-/// A player that has opened, and loaded, before it is needed: its play then sounds at once.
+/// Opens and loads before the play, which then starts at once.
 qz_audio_ptr make_player(const std::string& track, int volume,
-                         const std::shared_ptr<word_box>& told)
+                         const std::shared_ptr<event_box>& events)
 {
     const qz_audio_ptr player = qz_audio_new();
-    qz_audio_on_error(player, [told](qz_audio_ptr, int) { told->put(word::failed); });
-    qz_audio_on_status_change(player, [told](qz_audio_ptr, qz_audio_status status) {
+    qz_audio_on_error(player, [events](qz_audio_ptr, int) { events->put(event::failed); });
+    qz_audio_on_status_change(player, [events](qz_audio_ptr, qz_audio_status status) {
         if (status == qz_audio_status_loaded) {
-            told->put(word::loaded);
+            events->put(event::loaded);
         } else if (status == qz_audio_status_playing) {
-            told->put(word::playing);
+            events->put(event::playing);
         } else if (status == qz_audio_status_stopped) {
-            told->put(word::stopped);
+            events->put(event::stopped);
         }
     });
-    qz_audio_on_volume_change(player, [told, other_end = 100 - volume](qz_audio_ptr, int reached) {
-        if (reached == other_end) {
-            told->put(word::faded);
-        }
-    });
+    qz_audio_on_volume_change(player,
+                              [events, other_end = 100 - volume](qz_audio_ptr, int reached) {
+                                  if (reached == other_end) {
+                                      events->put(event::faded);
+                                  }
+                              });
     qz_audio_set_audio_volume_increment_step(player, 4);
     qz_audio_set_audio_volume_increment_timeout(player, 40);
     qz_audio_set_audio_volume_decrement_step(player, 4);
@@ -49,36 +50,36 @@ qz_audio_ptr make_player(const std::string& track, int volume,
     return player;
 }
 
-bool wait_for(word_box& told, word wanted)
+bool wait_for(event_box& events, event wanted)
 {
-    word next = told.take();
-    while (next != wanted && next != word::failed) {
-        next = told.take();
+    event next = events.take();
+    while (next != wanted && next != event::failed) {
+        next = events.take();
     }
     return next == wanted;
 }
 
-/// The fades of two players run side by side, in equal steps: together they stay about as loud.
-bool crossfade(const qz_audio_ptr& first, word_box& told_first, const qz_audio_ptr& second,
-               word_box& told_second, std::chrono::seconds start)
+/// Both fades run at the same time in equal steps, so that the sum of the volumes stays the same.
+bool crossfade(const qz_audio_ptr& first, event_box& first_events, const qz_audio_ptr& second,
+               event_box& second_events, std::chrono::seconds start)
 {
-    if (!wait_for(told_first, word::loaded) || !wait_for(told_second, word::loaded)) {
+    if (!wait_for(first_events, event::loaded) || !wait_for(second_events, event::loaded)) {
         return false;
     }
     qz_audio_play(first);
     std::this_thread::sleep_for(start);
     qz_audio_play(second);
-    if (!wait_for(told_second, word::playing)) {
+    if (!wait_for(second_events, event::playing)) {
         return false;
     }
     std::cout << "cross-fading" << std::endl;
     qz_audio_volume_decrement_timeout_start(first, 0);
     qz_audio_volume_increment_timeout_start(second, 100);
-    if (!wait_for(told_first, word::faded) || !wait_for(told_second, word::faded)) {
+    if (!wait_for(first_events, event::faded) || !wait_for(second_events, event::faded)) {
         return false;
     }
     std::cout << "the second track alone" << std::endl;
-    return wait_for(told_second, word::stopped);
+    return wait_for(second_events, event::stopped);
 }
 
 } // namespace
@@ -89,12 +90,12 @@ int main(int argc, char* argv[])
         std::cerr << "usage: crossfade FIRST SECOND SECONDS\n";
         return 1;
     }
-    const auto told_first = std::make_shared<word_box>();
-    const auto told_second = std::make_shared<word_box>();
-    const qz_audio_ptr first = make_player(argv[1], 100, told_first);
-    const qz_audio_ptr second = make_player(argv[2], 0, told_second);
+    const auto first_events = std::make_shared<event_box>();
+    const auto second_events = std::make_shared<event_box>();
+    const qz_audio_ptr first = make_player(argv[1], 100, first_events);
+    const qz_audio_ptr second = make_player(argv[2], 0, second_events);
 
-    const bool good = crossfade(first, *told_first, second, *told_second,
+    const bool good = crossfade(first, *first_events, second, *second_events,
                                 std::chrono::seconds(std::stoi(argv[3])));
 
     qz_audio_destroy(first, __FILE__, __LINE__);

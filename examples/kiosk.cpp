@@ -1,14 +1,14 @@
 /// \file
-/// \brief Plays tracks round and round for years: missing files, damaged ones, a sound server that goes,
-/// comes back or hangs.
+/// \brief Plays tracks in a loop for years, also with missing or damaged files and with a sound server that
+/// ends, restarts or hangs.
 ///
 /// usage: kiosk TRACK...
 ///
-/// Two ideas. A fresh player for each track: nothing of a failure is left for the next. And what cannot be
-/// mended from within, an output that never returns, is left behind by starting the program anew.
+/// Each track gets a new player, so that a failure has no effect on the next track. If an output never
+/// returns, the program restarts itself.
 ///
-/// It ends by a signal, at any moment, without a handler: nothing of a player has to be cleaned up.
-/// MPG123_MODDIR should name accepted output modules only, as in recover.cpp.
+/// A signal ends it. It needs no handler, since a process may end while players play.
+/// MPG123_MODDIR should name a folder with accepted output modules only, as in recover.cpp.
 
 #include "mailbox.h"
 
@@ -27,64 +27,64 @@ using namespace std::chrono_literals;
 namespace
 {
 
-constexpr auto patience = 3s;
-constexpr auto rest = 1s;
+constexpr auto report_timeout = 3s;
+constexpr auto pause_between_tracks = 1s;
 
-enum class word { ended, failed, alive };
+enum class event { ended, failed, alive };
 
-qz_audio_ptr make_player(const std::shared_ptr<mailbox<word>>& told)
+qz_audio_ptr make_player(const std::shared_ptr<mailbox<event>>& events)
 {
     const qz_audio_ptr player = qz_audio_new();
-    qz_audio_on_error(player, [told](qz_audio_ptr, int) { told->put(word::failed); });
-    qz_audio_on_volume_change(player, [told](qz_audio_ptr, int) { told->put(word::alive); });
-    qz_audio_on_status_change(player, [told](qz_audio_ptr, qz_audio_status status) {
-        told->put(status == qz_audio_status_stopped ? word::ended : word::alive);
+    qz_audio_on_error(player, [events](qz_audio_ptr, int) { events->put(event::failed); });
+    qz_audio_on_volume_change(player, [events](qz_audio_ptr, int) { events->put(event::alive); });
+    qz_audio_on_status_change(player, [events](qz_audio_ptr, qz_audio_status status) {
+        events->put(status == qz_audio_status_stopped ? event::ended : event::alive);
     });
     return player;
 }
 
-/// Returns how the track ended; nothing when the player does not answer any more.
-std::optional<word> wait_for_end(const qz_audio_ptr& player, mailbox<word>& told)
+/// Returns how the track ended, or nothing if the player does not respond.
+std::optional<event> wait_for_end(const qz_audio_ptr& player, mailbox<event>& events)
 {
-    bool asked = false;
+    bool checked = false;
     for (;;) {
-        const std::optional<word> next = told.take_within(patience);
-        if (next && *next != word::alive) {
+        const std::optional<event> next = events.take_within(report_timeout);
+        if (next && *next != event::alive) {
             return next;
         }
-        if (!next && asked) {
+        if (!next && checked) {
             return std::nullopt;
         }
-        // A volume set to the value that it has changes nothing, but a player that works tells it.
-        asked = !next;
-        if (asked) {
+        // Setting the present volume changes nothing, but a player that works reports it.
+        checked = !next;
+        if (checked) {
             qz_audio_set_volume(player, 100);
         }
     }
 }
 
-/// Returns false when the player hangs.
+/// Returns false if the player hangs.
 bool play_one(const std::string& track)
 {
     std::cout << "playing " << track << std::endl;
-    const auto told = make_mailbox<word>();
-    const qz_audio_ptr player = make_player(told);
+    const auto events = make_mailbox<event>();
+    const qz_audio_ptr player = make_player(events);
     qz_audio_set_audio_track(player, track);
     qz_audio_play(player);
-    const std::optional<word> end = wait_for_end(player, *told);
+    const std::optional<event> end = wait_for_end(player, *events);
     qz_audio_destroy(player, __FILE__, __LINE__);
-    if (end == word::failed) {
+    if (end == event::failed) {
         std::cout << "failed " << track << std::endl;
     }
     return end.has_value();
 }
 
 /// Returns when a player hangs.
-void play_round_and_round(int count, char* tracks[])
+void play_in_a_loop(int count, char* tracks[])
 {
     for (int next = 0; play_one(tracks[next]); next = (next + 1) % count) {
-        // Tracks that fail, or race through a dead output, must not keep a core busy.
-        std::this_thread::sleep_for(rest);
+        // Tracks that fail, or end at once on a failed output, must not use a whole core.
+        std::this_thread::sleep_for(pause_between_tracks);
     }
 }
 
@@ -97,11 +97,11 @@ int main(int argc, char* argv[])
         return 1;
     }
     try {
-        play_round_and_round(argc - 1, argv + 1);
+        play_in_a_loop(argc - 1, argv + 1);
     } catch (const std::exception& exception) {
         std::cout << exception.what() << std::endl;
     }
-    std::cout << "starting anew" << std::endl;
+    std::cout << "restarting" << std::endl;
     execv("/proc/self/exe", argv);
     return 1; // A service manager that restarts it is the last resort.
 }

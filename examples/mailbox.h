@@ -1,5 +1,5 @@
 /// \file
-/// \brief What callbacks tell the main program.
+/// \brief Passes events from callbacks to the main program.
 #pragma once
 
 #include <chrono>
@@ -9,49 +9,49 @@
 #include <mutex>
 #include <optional>
 
-/// Callbacks put words in, the main program takes them out in the same order. Callbacks may still come
-/// after everything else has ended: let each of them share the box and refer to nothing that may be gone.
-template <class Word>
+/// Callbacks put events in, and the main program takes them out in the same order. Callbacks can be called
+/// after main has stopped waiting, so they share the mailbox and keep no references.
+template <class Event>
 class mailbox
 {
 public:
-    void put(Word word)
+    void put(Event event)
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        words_.push_back(word);
+        events_.push_back(event);
         arrived_.notify_one();
     }
 
-    Word take()
+    Event take()
     {
         std::unique_lock<std::mutex> lock(mutex_);
-        arrived_.wait(lock, [this] { return !words_.empty(); });
+        arrived_.wait(lock, [this] { return !events_.empty(); });
         return take_first();
     }
 
-    /// Returns nothing when no word comes in time.
-    std::optional<Word> take_within(std::chrono::milliseconds time)
+    /// Returns nothing if no event comes in time.
+    std::optional<Event> take_within(std::chrono::milliseconds time)
     {
         std::unique_lock<std::mutex> lock(mutex_);
-        const bool came = arrived_.wait_for(lock, time, [this] { return !words_.empty(); });
-        return came ? std::optional<Word>(take_first()) : std::nullopt;
+        const bool came = arrived_.wait_for(lock, time, [this] { return !events_.empty(); });
+        return came ? std::optional<Event>(take_first()) : std::nullopt;
     }
 
 private:
-    Word take_first()
+    Event take_first()
     {
-        const Word word = words_.front();
-        words_.pop_front();
-        return word;
+        const Event event = events_.front();
+        events_.pop_front();
+        return event;
     }
 
     std::mutex mutex_;
     std::condition_variable arrived_;
-    std::deque<Word> words_;
+    std::deque<Event> events_;
 };
 
-template <class Word>
-std::shared_ptr<mailbox<Word>> make_mailbox()
+template <class Event>
+std::shared_ptr<mailbox<Event>> make_mailbox()
 {
-    return std::make_shared<mailbox<Word>>();
+    return std::make_shared<mailbox<Event>>();
 }

@@ -1,5 +1,5 @@
 /// \file
-/// \brief Plays one track after another; the callbacks themselves ask for the next.
+/// \brief Plays one track after another; the callbacks request the next one.
 ///
 /// usage: next_track TRACK...
 
@@ -14,14 +14,13 @@
 namespace
 {
 
-/// Needs no lock, since only callbacks touch it, and they run one at a time on one thread.
-class programme
+/// Needs no lock: only callbacks use it, and they run one at a time on one thread.
+class playlist
 {
 public:
-    explicit programme(std::vector<std::string> tracks) : tracks_(std::move(tracks)) {}
+    explicit playlist(std::vector<std::string> tracks) : tracks_(std::move(tracks)) {}
 
-    /// From inside a callback every function may be called. Here is no play: that waits until the track
-    /// is known to be loaded.
+    /// A callback may call every function. The play follows when loaded is reported.
     void load_next(const qz_audio_ptr& player)
     {
         if (next_ == tracks_.size()) {
@@ -36,33 +35,33 @@ public:
     {
         if (status == qz_audio_status_loaded) {
             qz_audio_play(player);
-        } else if (status == qz_audio_status_stopped && !leaving_failed_) {
+        } else if (status == qz_audio_status_stopped && !skipping_) {
             load_next(player);
         }
     }
 
-    /// One failure may be told twice, and a failure in mid-track tells stopped behind it. The completion
-    /// of a stop comes behind all of that, so there the next track is asked for once.
-    void on_error(const qz_audio_ptr& player, const std::shared_ptr<programme>& self)
+    /// A failure may be reported twice, and stopped may be reported after it. The completion of a stop is called
+    /// after all of these, so the next track is requested there, once.
+    void on_error(const qz_audio_ptr& player, const std::shared_ptr<playlist>& self)
     {
-        if (leaving_failed_) {
+        if (skipping_) {
             return;
         }
-        leaving_failed_ = true;
+        skipping_ = true;
         ++failed_;
         qz_audio_stop(player, [self](qz_audio_ptr same_player) {
-            self->leaving_failed_ = false;
+            self->skipping_ = false;
             self->load_next(same_player);
         });
     }
 
-    mailbox<int> over; ///< Is told how many tracks have failed.
+    mailbox<int> over; ///< Gets the number of failed tracks at the end.
 
 private:
     std::vector<std::string> tracks_;
     std::size_t next_ = 0;
     int failed_ = 0;
-    bool leaving_failed_ = false;
+    bool skipping_ = false;
 };
 
 } // namespace
@@ -73,17 +72,16 @@ int main(int argc, char* argv[])
         std::cerr << "usage: next_track TRACK...\n";
         return 1;
     }
-    const auto tracks =
-        std::make_shared<programme>(std::vector<std::string>(argv + 1, argv + argc));
+    const auto tracks = std::make_shared<playlist>(std::vector<std::string>(argv + 1, argv + argc));
     const qz_audio_ptr player = qz_audio_new();
 
-    // The callbacks get the player as an argument. One that captured it would hold it for ever.
+    // Callbacks get the player as an argument. One that captured it would keep it alive until it is destroyed.
     qz_audio_on_error(player, [tracks](qz_audio_ptr same, int) { tracks->on_error(same, tracks); });
     qz_audio_on_status_change(player, [tracks](qz_audio_ptr same, qz_audio_status status) {
         tracks->on_status(same, status);
     });
 
-    // A stop that stops nothing: its completion is a callback like the others, and begins the round.
+    // There is nothing to stop. The completion is a callback like the others and starts the first track.
     qz_audio_stop(player, [tracks](qz_audio_ptr same) { tracks->load_next(same); });
 
     const int failed = tracks->over.take();

@@ -1,5 +1,5 @@
 /// \file
-/// \brief Plays one track to its end: requests return at once, callbacks tell what has come of them.
+/// \brief Plays one track to its end: requests return at once, callbacks report the results.
 ///
 /// usage: play_track TRACK
 
@@ -12,7 +12,7 @@
 namespace
 {
 
-enum class word { ended, failed };
+enum class event { ended, failed };
 
 } // namespace
 
@@ -22,29 +22,29 @@ int main(int argc, char* argv[])
         std::cerr << "usage: play_track TRACK\n";
         return 1;
     }
-    const auto told = make_mailbox<word>();
+    const auto events = make_mailbox<event>();
     const qz_audio_ptr player = qz_audio_new();
 
-    // Register first, ask then: what happens before nobody listens is not told again.
-    qz_audio_on_error(player, [told](qz_audio_ptr, int) { told->put(word::failed); });
-    qz_audio_on_status_change(player, [told](qz_audio_ptr, qz_audio_status status) {
+    // Register first: events without a callback are lost.
+    qz_audio_on_error(player, [events](qz_audio_ptr, int) { events->put(event::failed); });
+    qz_audio_on_status_change(player, [events](qz_audio_ptr, qz_audio_status status) {
         if (status == qz_audio_status_stopped) {
-            told->put(word::ended);
+            events->put(event::ended);
         }
     });
 
-    // Both return at once. The player's own thread serves them one after the other; the play opens the
-    // sound device and loads the track if that has not been done.
+    // Both return at once. The player's own thread serves them one after the other. The first one opens the
+    // sound device.
     qz_audio_set_audio_track(player, argv[1]);
     qz_audio_play(player);
 
-    // Whatever comes first decides: some failures are told twice.
-    const word first = told->take();
+    // The first event counts, since some failures are reported twice.
+    const event first = events->take();
 
-    // Required: a player whose handles are merely dropped stays alive, and a repeating one plays on.
+    // Required: without it the player stays alive, even without a handle.
     qz_audio_destroy(player, __FILE__, __LINE__);
-    if (first == word::failed) {
+    if (first == event::failed) {
         std::cerr << "play_track: " << argv[1] << " could not be played\n";
     }
-    return first == word::ended ? 0 : 1;
+    return first == event::ended ? 0 : 1;
 }

@@ -1,13 +1,13 @@
 /// \file
-/// \brief Plays a track to its end, also when the sound server goes away and comes back.
+/// \brief Plays a track to its end, also if the sound server ends and restarts.
 ///
 /// usage: recover TRACK
 ///
-/// A device that dies in mid-track is not reported: the track races unheard to its end and is told as
-/// stopped. So whoever wants to know has to compare the time with the track's length.
+/// A device that fails during a track is not reported: the rest of the track is decoded without sound, and
+/// stopped is reported too early. So the program compares the time with the track's length.
 ///
-/// Set MPG123_MODDIR to a folder with links to those output modules that you accept (Debian has them in
-/// /usr/lib/<architecture>/mpg123), without output_openal.so: that one "plays" where nothing else can.
+/// Set MPG123_MODDIR to a folder with links to the output modules that you accept (Debian has them in
+/// /usr/lib/<architecture>/mpg123), without output_openal.so: that one "plays" on machines without sound.
 
 #include "mailbox.h"
 
@@ -27,9 +27,9 @@ using seconds = std::chrono::duration<double>;
 namespace
 {
 
-enum class word { playing, stopped, failed, settled };
+enum class event { playing, stopped, failed, settled };
 
-/// The library does not tell the length of a track; libmpg123, which it decodes with, does.
+/// The library does not report the length of a track, but libmpg123 does.
 seconds length_of(const std::string& track)
 {
     const std::unique_ptr<mpg123_handle, decltype(&mpg123_delete)> decoder(
@@ -47,27 +47,27 @@ seconds length_of(const std::string& track)
 
 enum class outcome { whole, output_lost, track_damaged };
 
-outcome play(const qz_audio_ptr& player, mailbox<word>& told, seconds length)
+outcome play(const qz_audio_ptr& player, mailbox<event>& events, seconds length)
 {
     qz_audio_play(player);
-    if (told.take() != word::playing) {
+    if (events.take() != event::playing) {
         return outcome::output_lost;
     }
     const auto start = std::chrono::steady_clock::now();
-    if (told.take() == word::failed) {
-        return outcome::track_damaged; // In mid-track only the decoder reports failures.
+    if (events.take() == event::failed) {
+        return outcome::track_damaged; // During a track only decode errors are reported.
     }
-    // An output that has died takes the sound at once.
+    // A failed output takes the sound at once.
     const seconds elapsed = std::chrono::steady_clock::now() - start;
     return elapsed < 0.8 * length ? outcome::output_lost : outcome::whole;
 }
 
-/// Some failures are told twice, and a play while a track plays would halt it. The completion of a stop
-/// comes behind all that the player had to tell, and then it surely does not play.
-void settle(const qz_audio_ptr& player, const std::shared_ptr<mailbox<word>>& told)
+/// Some failures are reported twice, and a play during a track would halt it. The completion of a stop is
+/// called after all earlier reports, and the player does not play then.
+void settle(const qz_audio_ptr& player, const std::shared_ptr<mailbox<event>>& events)
 {
-    qz_audio_stop(player, [told](qz_audio_ptr) { told->put(word::settled); });
-    while (told->take() != word::settled) {
+    qz_audio_stop(player, [events](qz_audio_ptr) { events->put(event::settled); });
+    while (events->take() != event::settled) {
     }
 }
 
@@ -82,30 +82,30 @@ int main(int argc, char* argv[])
     const std::string track = argv[1];
     const seconds length = length_of(track);
     if (length == 0s) {
-        std::cerr << "recover: " << track << " is no MPEG audio\n";
+        std::cerr << "recover: " << track << " is not MPEG audio\n";
         return 1;
     }
-    const auto told = make_mailbox<word>();
+    const auto events = make_mailbox<event>();
     const qz_audio_ptr player = qz_audio_new();
-    qz_audio_on_error(player, [told](qz_audio_ptr, int) { told->put(word::failed); });
-    qz_audio_on_status_change(player, [told](qz_audio_ptr, qz_audio_status status) {
+    qz_audio_on_error(player, [events](qz_audio_ptr, int) { events->put(event::failed); });
+    qz_audio_on_status_change(player, [events](qz_audio_ptr, qz_audio_status status) {
         if (status == qz_audio_status_playing) {
             std::cout << "playing" << std::endl;
-            told->put(word::playing);
+            events->put(event::playing);
         } else if (status == qz_audio_status_stopped) {
-            told->put(word::stopped);
+            events->put(event::stopped);
         }
     });
     qz_audio_set_audio_track(player, track);
-    settle(player, told);
+    settle(player, events);
 
-    outcome last = play(player, *told, length);
+    outcome last = play(player, *events, length);
     while (last == outcome::output_lost) {
         std::cout << "the output is lost" << std::endl;
-        settle(player, told);
+        settle(player, events);
         std::this_thread::sleep_for(1s);
-        // Once its output has not started, the status is none, and a play opens everything again.
-        last = play(player, *told, length);
+        // If the output could not be started, the status is none, and a play opens everything again.
+        last = play(player, *events, length);
     }
     qz_audio_destroy(player, __FILE__, __LINE__);
     return last == outcome::whole ? 0 : 1;

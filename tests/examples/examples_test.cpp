@@ -181,7 +181,7 @@ TEST_F(examples_test, kiosk_survives_bad_tracks_and_a_server_that_goes_or_hangs)
     ASSERT_TRUE(tells(running, "playing " + good, 5));
 
     server().halt();
-    ASSERT_TRUE(tells(running, "starting anew"));
+    ASSERT_TRUE(tells(running, "restarting"));
     server().go_on();
     const std::size_t before = running.output().size();
     ASSERT_TRUE(running.wait_for_output([&](const std::string& told) {
