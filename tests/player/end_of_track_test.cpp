@@ -152,6 +152,18 @@ TEST_F(EndOfTrackTest, TheWaitIsHardlyLongerThanTheDevicesBuffer)
     EXPECT_LE(wait, sink.buffer + 2 * sink.period + 2 * block);
 }
 
+TEST_F(EndOfTrackTest, ADeviceWithAFastClockIsNotWaitedForLonger)
+{
+    device sink;
+    sink.speed = 1.0005;
+    const duration wait = wait_after(20min / block, [&](bool empty) {
+        if (!empty) {
+            sink.write();
+        }
+    });
+    EXPECT_LE(wait, sink.buffer + 2 * sink.period + 2 * block);
+}
+
 TEST_F(EndOfTrackTest, AStallMakesTheWaitLongerAndNeverTooShort)
 {
     constexpr std::size_t blocks = 200;

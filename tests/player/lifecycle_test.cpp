@@ -817,3 +817,20 @@ TEST_F(LifecycleTest, APlayerWithoutHandlesPlaysOnUntilItIsDestroyed)
     EXPECT_EQ(platform::live_count("[qz_audio]"), 1);
     player = boost::static_pointer_cast<_qz_audio>(object->shared_from_this());
 }
+
+TEST_F(LifecycleTest, ADestroyWithoutMemoryKeepsTheOtherProperties)
+{
+    ASSERT_TRUE(qz_audio_set_repeat(player, true));
+    unsigned failures = 0;
+    for (bool destroyed = false; !destroyed;) {
+        try {
+            const failing_allocation failing(failures + 1);
+            qz_audio_destroy(player, "main", 1);
+            destroyed = true;
+        } catch (const std::bad_alloc&) {
+            ++failures;
+            EXPECT_TRUE(property<bool>("repeat"));
+        }
+    }
+    EXPECT_GT(failures, 0U);
+}
