@@ -60,12 +60,12 @@ TEST_F(terminal_keys, change_the_mode_while_they_are_read)
     EXPECT_FALSE(window.is_raw());
     window.type("n\n");
     EXPECT_TRUE(is_idle());
-    keys->take();
+    keys->acquire();
     EXPECT_TRUE(window.is_raw());
     EXPECT_TRUE(gets<command::next>());
     restore_terminal();
     EXPECT_FALSE(window.is_raw());
-    keys->take();
+    keys->acquire();
     keys.reset();
     EXPECT_FALSE(window.is_raw());
 }
@@ -78,7 +78,7 @@ TEST_F(terminal_keys, leave_a_mode_that_others_have_changed_meanwhile)
     tcgetattr(window.descriptor(), &mode);
     mode.c_cc[VEOF] = 'x';
     tcsetattr(window.descriptor(), TCSANOW, &mode);
-    keys->take();
+    keys->acquire();
     keys.reset();
     tcgetattr(window.descriptor(), &mode);
     EXPECT_EQ(mode.c_cc[VEOF], 'x');
@@ -115,7 +115,7 @@ TEST_F(terminal_keys, end_with_the_terminal)
     open();
     window.hang_up();
     EXPECT_TRUE(run_until(*loop, [this] { return is_idle(); }));
-    keys->take();
+    keys->acquire();
     EXPECT_TRUE(is_idle());
 }
 
@@ -137,7 +137,7 @@ TEST_F(terminal_keys_death_test, belong_to_the_job_in_the_foreground)
         open();
         const bool waits = !window.is_raw();
         keys->release();
-        keys->take();
+        keys->acquire();
         give_to(getpgrp());
         const bool enters = run_until(*loop, [this] { return window.is_raw(); });
         give_to(other);
