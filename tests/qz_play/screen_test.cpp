@@ -263,7 +263,7 @@ TEST_F(screen, pauses_in_a_clip_that_is_as_short_as_its_last_block)
 TEST_F(screen, pauses_on_a_bare_device_are_no_haste)
 {
     use_bare_device();
-    make_track({"short.mp3", "8"});
+    make_track({"short.mp3", "12"});
     play_logged("short.mp3 short.mp3");
     constexpr std::size_t times = 15; // Each discards 0.2 s and more.
     pause_again_and_again("short.mp3", times);
