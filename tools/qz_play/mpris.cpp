@@ -53,7 +53,9 @@ constexpr auto mime_types = [](const snapshot&) {
 };
 constexpr auto only_rate = [](const snapshot&) { return 1.0; };
 constexpr auto state = [](const snapshot& now) { return states.at(std::size_t(now.state)); };
-constexpr auto loop = [](const snapshot& now) { return loop_modes.at(std::size_t(now.loop)); };
+constexpr auto loop_status = [](const snapshot& now) {
+    return loop_modes.at(std::size_t(now.loop));
+};
 constexpr auto shuffle = [](const snapshot& now) { return now.shuffle; };
 constexpr auto can_next = [](const snapshot& now) { return now.can_next; };
 constexpr auto can_previous = [](const snapshot& now) { return now.can_previous; };
@@ -231,21 +233,21 @@ struct mpris::callbacks {
     static int get(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply,
                    void* self, sd_bus_error*)
     {
-        const mpris& player = *static_cast<mpris*>(self);
+        const mpris& owner = *static_cast<mpris*>(self);
         int result = -EIO;
-        const auto add = [&] { result = append(reply, value(player.published_)); };
-        player.loop_.call(std::ref(add));
+        const auto add = [&] { result = append(reply, value(owner.published_)); };
+        owner.loop_.call(std::ref(add));
         return result;
     }
 
     template <user_command (*read)(sd_bus_message*)>
     static int perform(sd_bus_message* message, void* self, sd_bus_error* error)
     {
-        const mpris& player = *static_cast<mpris*>(self);
+        const mpris& owner = *static_cast<mpris*>(self);
         try {
             const user_command wanted = read(message);
-            const auto perform = [&] { player.perform_(wanted); };
-            player.loop_.call(std::ref(perform));
+            const auto perform = [&] { owner.perform_(wanted); };
+            owner.loop_.call(std::ref(perform));
             return 1;
         } catch (const std::exception& refusal) {
             return sd_bus_error_set(error, SD_BUS_ERROR_INVALID_ARGS, refusal.what());
@@ -301,7 +303,7 @@ const sd_bus_vtable mpris::callbacks::player[] = {
     SD_BUS_PROPERTY("CanPause", "b", get<has_track>, 0, emits_change),
     SD_BUS_PROPERTY("CanGoNext", "b", get<can_next>, 0, emits_change),
     SD_BUS_PROPERTY("CanGoPrevious", "b", get<can_previous>, 0, emits_change),
-    SD_BUS_WRITABLE_PROPERTY("LoopStatus", "s", get<loop>, set<set_loop>, 0, emits_change),
+    SD_BUS_WRITABLE_PROPERTY("LoopStatus", "s", get<loop_status>, set<set_loop>, 0, emits_change),
     SD_BUS_WRITABLE_PROPERTY("Volume", "d", get<volume>, set<set_volume>, 0, emits_change),
     SD_BUS_WRITABLE_PROPERTY("Shuffle", "b", get<shuffle>, set<set_shuffle>, 0, emits_change),
     SD_BUS_WRITABLE_PROPERTY("Rate", "d", get<only_rate>, set_rate, 0, emits_change),

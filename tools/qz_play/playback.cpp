@@ -347,7 +347,7 @@ void playback::on_status(qz_audio_status status)
     const bool is_of_track =
         track_ && status != qz_audio_status_none && status != qz_audio_status_opened;
     events_.reported((is_of_track ? track_->path() : "sound output") + ": " +
-                     status_words.at(status));
+                     status_words.at(static_cast<std::size_t>(status)));
     if (track_) {
         track_->on_status(status);
         if (status == qz_audio_status_playing && !info_.is_regular) {
