@@ -163,7 +163,8 @@ std::string decode(const std::string& path, cancellable_file& file, scan wanted,
     if (frames <= 0) {
         return "no sound in this file";
     }
-    const auto frame_bytes = static_cast<std::uintmax_t>(channels * MPG123_SAMPLESIZE(encoding));
+    const auto frame_bytes = static_cast<std::uintmax_t>(channels) *
+                             static_cast<std::uintmax_t>(MPG123_SAMPLESIZE(encoding));
     info.estimated_length = std::chrono::duration<double>(static_cast<double>(frames)) / rate;
     if (wanted == scan::whole_file) {
         info.size = {*info.estimated_length, static_cast<std::uintmax_t>(frames) * frame_bytes};

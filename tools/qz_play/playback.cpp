@@ -20,10 +20,10 @@ constexpr auto giving_up = "the sound output keeps failing; giving up";
 
 } // namespace
 
-playback::playback(event_loop& loop, worker& files, const options& opts,
-                   const output_choice& output, std::shared_ptr<const wav_export> wav,
-                   playlist tracks, std::size_t failed, listener events)
-    : loop_(loop), worker_(files), options_(opts), output_(output), wav_(std::move(wav)),
+playback::playback(event_loop& loop, worker& files, const options& opts, output_choice output,
+                   std::shared_ptr<const wav_export> wav, playlist tracks, std::size_t failed,
+                   listener events)
+    : loop_(loop), worker_(files), options_(opts), output_(std::move(output)), wav_(std::move(wav)),
       events_(std::move(events)), timeout_(loop, [this] { on_timeout(); }),
       suspend_timeout_(loop, [this] { complete_suspend(); }),
       search_timeout_(loop,

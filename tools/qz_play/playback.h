@@ -36,7 +36,7 @@ public:
 
     /// `wav` is null if the sound goes to a device. The references must stay valid. `failed` is the number of names
     /// for which no track was found.
-    playback(event_loop& loop, worker& files, const options& opts, const output_choice& output,
+    playback(event_loop& loop, worker& files, const options& opts, output_choice output,
              std::shared_ptr<const wav_export> wav, playlist tracks, std::size_t failed,
              listener events);
 
@@ -199,7 +199,6 @@ private:
     unsigned selection_ = 0; ///< Of the track that plays, or was played last.
     std::string path_;       ///< Of the same track.
     media_info info_;
-    bool output_was_opened_ = false;
     std::optional<player> player_;
     qz_audio_status status_ = qz_audio_status_none;
     std::shared_ptr<track_playback> track_;
@@ -210,11 +209,12 @@ private:
     job search_;       ///< For that.
     job pipe_opening_;
     std::function<void()> on_suspended_; ///< Called when the output is silent.
-    bool is_suspended_ = false;
 
     std::optional<int> exit_status_;
-    bool has_played_ = false;
     std::size_t failed_count_;
     std::size_t consecutive_failures_ = 0;
     int output_failures_ = 0; ///< Of consecutive tracks; a blocked output counts more.
+    bool output_was_opened_ = false;
+    bool has_played_ = false;
+    bool is_suspended_ = false;
 };

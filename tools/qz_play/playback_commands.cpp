@@ -256,13 +256,12 @@ void playback::apply_desired(seconds fade)
     if (!wants(selection_)) {
         cancel_scan();
     }
+    const bool must_be_silent = is_suspended_ && wav_ == nullptr;
     if (!track_) {
         // `step` starts the next track
-    } else if (is_suspended_ && wav_ == nullptr) {
-        track_->pause(fade);
-    } else if (!wants(selection_)) {
+    } else if (!wants(selection_) && !must_be_silent) {
         track_->stop(fade);
-    } else if (desired_.state == play_state::paused) {
+    } else if (must_be_silent || desired_.state == play_state::paused) {
         track_->pause(fade);
     } else {
         track_->play(fade);

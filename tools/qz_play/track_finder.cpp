@@ -169,7 +169,7 @@ private:
     std::string add_list(int file, const fs::path& folder)
     {
         std::string text;
-        if (const std::string problem = read_list(file, cancelled_, text); !problem.empty()) {
+        if (std::string problem = read_list(file, cancelled_, text); !problem.empty()) {
             return problem;
         }
         for (const std::string& name : parse_playlist(text, folder)) {
